@@ -1,0 +1,7 @@
+#include <cerrno>
+
+#include "OsLayer.h"
+
+int OS_GetLastError() {
+    return errno;
+}

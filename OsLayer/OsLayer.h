@@ -1,0 +1,62 @@
+// The small layer over the operating system that ConfigLib and LogLib stand on: program data path, last error,
+// events, threads and guarded code sections.
+//
+// Handles are opaque; null means none. All functions may be called from any thread, none throws and none ends the
+// program. Time limits are milliseconds; OS_INFINITE means no limit.
+//
+// Order of use: an event is created before the thread that waits on it and destroyed when nobody waits on it any more;
+// a section is initialised before its first use and deleted after its last; a thread handle is closed exactly once.
+#pragma once
+
+#include <pthread.h>
+
+constexpr unsigned int OS_INFINITE = 0xFFFFFFFF;
+
+// Writes the root directory of the program's data, "/etc", as terminated text without a closing slash: callers append
+// a path that begins with one. `size` is the buffer's size in bytes. Returns non-zero on success. Returns 0 when the
+// buffer is null (OS_GetLastError: EINVAL) or too small (ERANGE); a buffer of at least one byte is then empty text.
+int OS_GetProgramDataPath(char* buffer, unsigned int size);
+
+// The system's error number (errno) of the last failure on the calling thread, failed standard file calls included.
+int OS_GetLastError();
+
+// Creates an event that resets itself when it has released one waiter. `signalled` is the initial state, 0 or not 0.
+// Returns the handle, null when memory is short. Release with OS_DestroyEvent.
+void* OS_CreateAutoEvent(int signalled);
+
+// Signals the event. Several signals before a wait count as one; a signal without a waiter stays pending. What the
+// caller wrote before is visible to the thread that the signal releases. Null is ignored.
+void OS_SetEvent(void* event);
+
+// Blocks until the event is signalled, consumes the signal and returns non-zero; returns 0 when `milliseconds` ran out
+// first. A null event returns 0 at once.
+int OS_WaitForEvent(void* event, unsigned int milliseconds);
+
+// Releases the event; nobody waits on it by then. Null is ignored.
+void OS_DestroyEvent(void* event);
+
+// Starts a thread that runs function(argument) at once; the function's result is not collected. The thread can be
+// ended from outside at any instruction (OS_TerminateThread). Returns the handle, null on failure.
+void* OS_CreateThread(void* (*function)(void*), void* argument);
+
+// Sets the thread's priority in steps from normal: 0 is the program's own, -1 one step below, 1 one above. One step is
+// five nice levels. Failure (raising without the right to) is silent. Null is ignored.
+void OS_SetThreadPriority(void* thread, int priority);
+
+// Waits for the thread to end. Returns non-zero as soon as it has ended, at once if it has already; 0 when
+// `milliseconds` ran out first. Not to be called by two threads at a time for one handle. Null counts as ended.
+int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds);
+
+// Ends the thread by force, whatever it is doing, and returns when it has gone. Its stack is unwound, which releases
+// the locks that the C library holds on its behalf. The C++ runtime can do that between any two instructions only for
+// functions without destructors to run, so a thread that may be ended like this has none on its stack. Null is ignored.
+void OS_TerminateThread(void* thread);
+
+// Releases the handle. A thread still running then goes on and cleans up after itself. Null is ignored.
+void OS_CloseThreadHandle(void* thread);
+
+// A guarded code section is a mutex in the caller's storage. One thread at a time holds it; it does not nest.
+void OS_InitializeGuardedCodeSection(pthread_mutex_t* section);
+void OS_EnterGuardedCodeSection(pthread_mutex_t* section);
+void OS_LeaveGuardedCodeSection(pthread_mutex_t* section);
+void OS_DeleteGuardedCodeSection(pthread_mutex_t* section);
