@@ -1,0 +1,129 @@
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "LogFixture.h"
+#include "OsLayer.h"
+
+namespace {
+
+TEST_F(LogTest, CloseLogReleasesAllButLeavesTheFilePointerSet) {
+    ASSERT_EQ(Open(), 1);
+    std::FILE* const file = g_hLogFile;
+    CloseLog();
+    EXPECT_TRUE(g_bTerminateLog);
+    EXPECT_EQ(g_hLogThread, nullptr);
+    EXPECT_EQ(g_hLogEvent, nullptr);
+    EXPECT_EQ(g_pBuf, nullptr);
+    EXPECT_EQ(g_hLogFile, file);
+}
+
+TEST_F(LogTest, CloseLogLeavesTheStandardOutputOpen) {
+    ASSERT_EQ(Open(), 1);
+    CloseLog();
+    std::printf("still here\n");
+    EXPECT_EQ(Console(), "still here\n");
+}
+
+TEST_F(LogTest, CloseLogWithoutAnOpenLogDoesNothing) {
+    CloseLog();
+    EXPECT_EQ(g_pBuf, nullptr);
+    EXPECT_EQ(Console(), "");
+    ASSERT_EQ(Open(), 1);
+    Log(kPlain, "line");
+    CloseLog();
+    EXPECT_EQ(Present(), std::string(kBanner) + "line\n");
+}
+
+TEST_F(LogTest, TextPutInBeforeCloseLogIsAlwaysWritten) {
+    constexpr int kRuns = 3000;
+    for (int run = 0; run < kRuns; ++run) {
+        std::remove(PresentPath().c_str());
+        ASSERT_EQ(Open(), 1);
+        std::string expected = kBanner;
+        for (int line = 0; line <= run % 3; ++line) {
+            Log(kPlain, "run %d line %d", run, line);
+            expected += "run " + std::to_string(run) + " line " + std::to_string(line) + "\n";
+        }
+        CloseLog();
+        ASSERT_EQ(Present(), expected);
+    }
+}
+
+// The thread has emptied the ring and is about to look at the flag or to fall asleep again when the last line comes.
+TEST_F(LogTest, ALineThatComesWhenTheThreadHasJustEmptiedTheRingIsWritten) {
+    constexpr int kRuns = 3000;
+    for (int run = 0; run < kRuns; ++run) {
+        std::remove(PresentPath().c_str());
+        ASSERT_EQ(Open(), 1);
+        Log(kPlain, "first");
+        WaitUntilTaken();
+        Log(kPlain, "last");
+        CloseLog();
+        ASSERT_EQ(Present(), std::string(kBanner) + "first\nlast\n");
+    }
+}
+
+// A pipe whose buffer is full and that nobody reads.
+class FullPipe {
+public:
+    FullPipe() {
+        EXPECT_EQ(pipe2(m_ends, O_CLOEXEC | O_NONBLOCK), 0);
+        const char block[4096] = {};
+        while (write(m_ends[1], block, sizeof block) > 0) {
+        }
+        fcntl(m_ends[1], F_SETFL, 0);
+    }
+    ~FullPipe() {
+        close(m_ends[0]);
+        close(m_ends[1]);
+    }
+    FullPipe(const FullPipe&) = delete;
+    FullPipe& operator=(const FullPipe&) = delete;
+
+    int WritingEnd() const { return m_ends[1]; }
+
+    void Empty() const {
+        char block[4096];
+        while (read(m_ends[0], block, sizeof block) > 0) {
+        }
+    }
+
+private:
+    int m_ends[2] = {-1, -1};
+};
+
+TEST_F(LogTest, AThreadThatDoesNotEndWithin2000MillisecondsIsForcedDownAndTheTextInTheRingIsLost) {
+    m_console.reset();
+    const FullPipe pipe;
+    {
+        test_support::StdoutRedirect redirect(pipe.WritingEnd());
+        ASSERT_EQ(Open(), 1);
+        Log(kPlain, "first");
+        while (Present() != std::string(kBanner) + "first\n") {
+            std::this_thread::yield();
+        }
+        // The thread is in, or just before, the write to the standard output that never ends.
+        Log(kPlain, "second");
+        CloseLog();
+        EXPECT_EQ(g_hLogThread, nullptr);
+        EXPECT_EQ(g_pBuf, nullptr);
+        pipe.Empty();
+    }
+    EXPECT_EQ(Present(), std::string(kBanner) + "first\n");
+
+    // Nothing of the thread's stays locked: file, standard output and the log itself work on.
+    m_console.emplace();
+    ASSERT_EQ(Open(), 1);
+    Log(kPlain, "third");
+    CloseLog();
+    std::printf("and more\n");
+    EXPECT_EQ(Present(), std::string(kBanner) + "first\n" + kBanner + "third\n");
+    EXPECT_EQ(Console(), "third\nand more\n");
+}
+
+}  // namespace

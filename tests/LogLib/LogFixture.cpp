@@ -1,0 +1,72 @@
+#include "LogFixture.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <thread>
+
+#include "Faults.h"
+#include "OsLayer.h"
+#include "support/DataPath.h"
+
+LogTest::LogTest() : m_console(std::in_place) {
+    g_hLogFile = nullptr;  // an earlier test's CloseLog left it set
+    m_root.MakeDir("log");
+    test_support::SetProgramDataPath(m_root.Path());
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    SetClock(1772701431);  // 2026-03-05 09:03:51 UTC
+}
+
+LogTest::~LogTest() {
+    SetClock(0);
+}
+
+void LogTest::WaitUntilTaken() {
+    while (g_ullLogBufRd != g_ullLogBufWr) {
+        std::this_thread::yield();
+    }
+}
+
+RingTest::RingTest() {
+    g_LogLevel = static_cast<LOG_LEVEL>(0);
+    g_ullLogBufEntries = kRingSize;
+    g_ullLogBufMask = kRingSize - 1;
+    g_ullLogBufWr = 0;
+    g_ullLogBufRd = 0;
+    g_llLogFileSize = 0;
+    g_bTerminateLog = false;
+    g_pBuf = static_cast<char*>(std::malloc(kRingSize));
+    OS_InitializeGuardedCodeSection(&gsLog);
+    g_hLogEvent = OS_CreateAutoEvent(0);
+    std::snprintf(g_szConfigPath, sizeof g_szConfigPath, "%s/", Folder().c_str());
+    std::snprintf(g_szLogFileName, sizeof g_szLogFileName, "Log");
+    g_hLogFile = std::fopen(PresentPath().c_str(), "a");
+    g_hLogConsole = stdout;
+}
+
+RingTest::~RingTest() {
+    CloseLog();
+}
+
+void RingTest::FillUpTo(std::uint64_t space, std::uint64_t start) {
+    std::memset(g_pBuf, '.', kRingSize);
+    g_ullLogBufRd = start;
+    g_ullLogBufWr = start + kRingSize - space;
+}
+
+std::string RingTest::Contents() {
+    std::string text;
+    for (std::uint64_t at = g_ullLogBufRd; at != g_ullLogBufWr; ++at) {
+        text += g_pBuf[at & g_ullLogBufMask];
+    }
+    return text;
+}
+
+void RingTest::Drain() {
+    g_bTerminateLog = true;
+    OS_SetEvent(g_hLogEvent);
+    EXPECT_EQ(LogThreadProc(g_pBuf), nullptr);
+}

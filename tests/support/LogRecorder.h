@@ -1,0 +1,38 @@
+// Takes the place of the log.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Log.h"
+
+namespace test_support {
+
+struct LoggedMessage {
+    LOG_LEVEL level;
+    std::string text;  // as formatted, without prefix and line feed, not cut
+};
+
+// While it lives, `Log` points at a function that keeps every message. One at a time. Messages may come from any
+// thread.
+class LogRecorder {
+public:
+    LogRecorder();
+    ~LogRecorder();
+    LogRecorder(const LogRecorder&) = delete;
+    LogRecorder& operator=(const LogRecorder&) = delete;
+
+    // What came in so far, in order.
+    std::vector<LoggedMessage> Messages() const;
+
+    // The texts alone, in order.
+    std::vector<std::string> Texts() const;
+
+    // Forgets what came in so far.
+    void Clear();
+
+private:
+    void (*m_previous)(LOG_LEVEL level, const char* format, ...);
+};
+
+}  // namespace test_support
