@@ -1,0 +1,24 @@
+// What the program sees of the machine's drives: the mount table, free space, and byte counts as short text. Stateless;
+// to be called from one thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// One accepted line of the mount table, as getmntent decodes it.
+struct MountItem {
+    std::string device;
+    std::string mountPoint;
+};
+
+// The entries of "/etc/mtab" with "/mnt" or "/media" anywhere in their mount point, in the order of the table, doubles
+// included. This is the full definition of a drive. Writes a heading and a line for each to the standard output. Empty,
+// and without output, when the table cannot be opened.
+std::vector<MountItem> GetMounts();
+
+// Bytes that an unprivileged user may still write below `path`; -1 on failure.
+long long GetAvailableSpace(char const* path);
+
+// Writes the count, read as signed, with two decimals and its unit ("1.50 KB") into `text` and returns it. The decimal
+// mark is the locale's. The longest text takes 26 characters with its terminator.
+char* FormatBytes(long long bytes, char* text);
