@@ -1,0 +1,48 @@
+// An X server of our own, with a software GL and a screen of a given size.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+
+#include "Picture.h"
+
+struct _XDisplay;
+
+namespace gui {
+
+struct Screen {
+    int width = 1920;
+    int height = 1080;
+    bool gl = true;  // whether the server speaks GLX
+};
+
+inline constexpr Screen kFullHd{1920, 1080};
+inline constexpr Screen kQuadHd{2560, 1440};
+inline constexpr Screen kUltraHd{3840, 2160};
+
+// The factor that the program works out for a screen.
+float ScaleOf(Screen screen);
+
+class XServer {
+public:
+    explicit XServer(Screen screen);
+    ~XServer();
+    XServer(const XServer&) = delete;
+    XServer& operator=(const XServer&) = delete;
+
+    const std::string& Name() const { return name_; }
+    _XDisplay* Connection() const { return display_; }
+    Screen Size() const { return screen_; }
+
+private:
+    void Stop();
+
+    Screen screen_;
+    pid_t pid_ = -1;
+    std::string name_;
+    _XDisplay* display_ = nullptr;
+};
+
+}  // namespace gui

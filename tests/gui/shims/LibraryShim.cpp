@@ -1,0 +1,53 @@
+// Files that the program opens, takes away and renames, the locale, and the closing of the log.
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+
+#include "../../../OsLayer/OsLayer.h"
+#include "Shim.h"
+
+extern "C" {
+
+FILE* fopen(const char* path, const char* mode) {
+    SHIM_NEXT(fopen);
+    SHIM_TRACE("fopen %s", path);
+    return next(path, mode);
+}
+
+int unlink(const char* path) noexcept {
+    SHIM_NEXT(unlink);
+    SHIM_TRACE("unlink %s", path);
+    return next(path);
+}
+
+int rename(const char* from, const char* to) noexcept {
+    SHIM_NEXT(rename);
+    SHIM_TRACE("rename %s %s", from, to);
+    return next(from, to);
+}
+
+char* setlocale(int category, const char* name) noexcept {
+    SHIM_NEXT(setlocale);
+    SHIM_TRACE("setlocale category=%d name=\"%s\"", category, name == nullptr ? "null" : name);
+    return next(category, name);
+}
+
+}  // extern "C"
+
+// The layer's functions are C++ ones: they are found under the names that the compiler makes of them.
+int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds) {
+    static auto* const next =
+        shim::Next(&OS_WaitForThreadToFinishWithTimeout, "_Z35OS_WaitForThreadToFinishWithTimeoutPvj");
+    shim::Trace("OS_WaitForThreadToFinishWithTimeout %u", milliseconds);
+    return next(thread, milliseconds);
+}
+
+void OS_DeleteGuardedCodeSection(pthread_mutex_t* section) {
+    static auto* const next =
+        shim::Next(&OS_DeleteGuardedCodeSection, "_Z27OS_DeleteGuardedCodeSectionP15pthread_mutex_t");
+    shim::Trace("OS_DeleteGuardedCodeSection");
+    next(section);
+}
