@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Starts the program and its competitors in turn, each up to its first frame, and prints one line of JSON for each start.
+#
+#   scripts/private_mounts.sh bench/start.sh BIN ROUNDS   BIN: folder of the built programs
+#
+# As root and in a mount namespace of its own: /etc becomes a copy in memory with the sample system in it, /mnt holds the
+# sample drives, and Xvfb is the display.
+set -euo pipefail
+bin=$(readlink -f "$1")
+rounds=$2
+cd "$(dirname "$(readlink -f "$0")")/.."
+. scripts/common.sh
+
+readonly font=/usr/share/fonts/truetype/roboto/unhinted/RobotoTTF/Roboto-Regular.ttf
+
+work=$(mktemp -d -p /tmp)
+server=
+clean_up() {
+    [ -z "$server" ] || end_process "$server"
+    umount -l "$work" || true
+    rmdir "$work" || true
+} 2>/dev/null
+trap clean_up EXIT
+mount -t tmpfs tmpfs "$work"
+
+make_sample_system() {
+    local drive
+    cp -a /etc "$work/etc"
+    rm -rf "$work/etc/Orvan" "$work/etc/mtab"
+    mkdir -p "$work/etc/Orvan/Config/Server" "$work/etc/Orvan/Log/Server" "$work/etc/Orvan/Assets/Fonts" "$work/home"
+    ln -s /proc/self/mounts "$work/etc/mtab"
+    cp scripts/demo/sample/*.cfg "$work/etc/Orvan/Config/Server/"
+    cp "$font" "$work/etc/Orvan/Assets/Fonts/"
+    mount --bind "$work/etc" /etc
+    mount -t tmpfs tmpfs /mnt
+    for drive in record-a record-b general; do
+        mkdir "/mnt/$drive"
+        mount -t tmpfs -o size=1g "$drive" "/mnt/$drive"
+    done
+}
+
+start_server() {
+    local number
+    mkfifo "$work/display"
+    Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp \
+        7>"$work/display" 2>"$work/server.out" &
+    server=$!
+    IFS= read -r -t 60 number <"$work/display" || die "Xvfb did not start: $(tail -n 1 "$work/server.out")"
+    export DISPLAY=:$number
+    unset XAUTHORITY
+}
+
+# $1: name in the output, the rest: program and arguments. HOME is where the GL driver keeps its compiled shaders and
+# the desktop toolkit its tables.
+start_once() {
+    local name=$1 program=$2
+    shift 2
+    rm -f "$work/report"
+    env LC_ALL=C HOME="$work/home" BENCH_REPORT="$work/report" LD_PRELOAD="$bin/libbench-first-frame.so" \
+        timeout 60 "$bin/$program" "$@" >"$work/printed" 2>&1 ||
+        die "$name has not shown a frame: $(tail -n 1 "$work/printed")"
+    sed "s/^{/{\"program\": \"$name\", /" "$work/report"
+}
+
+start_all() {
+    start_once own Vesmara
+    start_once bare bench-bare-window
+    start_once bare-fixed bench-bare-window fixed
+    [ ! -x "$bin/bench-gtk-form" ] || start_once gtk bench-gtk-form
+}
+
+make_sample_system
+start_server
+start_all >"$work/first"  # fills the tables in HOME; not measured
+for ((round = 0; round < rounds; ++round)); do
+    start_all
+done
