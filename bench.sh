@@ -43,10 +43,7 @@ scripts/setup.sh test
 install_competitors
 need_root "Measuring the start"
 
-step "Building"
-cmake --log-level=WARNING -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESMARA_BUILD_BENCH=ON >/dev/null ||
-    die "the build could not be configured."
-cmake --build build/bench || die "the build failed."
+build_release build/bench -DVESMARA_BUILD_BENCH=ON
 
 step "Measuring"
 bench/report.py build/bench

@@ -38,10 +38,7 @@ readonly no_display="--live changes this machine's files and is left to a person
 scripts/setup.sh run
 need_root "Running the tool"
 
-step "Building"
-cmake --log-level=WARNING -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESMARA_BUILD_DEMO=ON >/dev/null ||
-    die "the build could not be configured."
-cmake --build build/release || die "the build failed."
+build_release build/release -DVESMARA_BUILD_DEMO=ON
 
 if [ -n "${DISPLAY:-}" ] && build/release/bin/vesmara-demo-driver probe; then
     hands=user

@@ -29,10 +29,7 @@ readonly report=$PWD/build/test/report.xml
 
 scripts/setup.sh test
 need_root "The test suite"
-step "Building"
-cmake --log-level=WARNING -S . -B build/test -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESMARA_BUILD_TESTS=ON >/dev/null ||
-    die "the build could not be configured."
-cmake --build build/test || die "the build failed."
+build_release build/test -DVESMARA_BUILD_TESTS=ON
 
 step "Testing"
 rm -f "$report"

@@ -39,17 +39,6 @@ make_sample_system() {
     done
 }
 
-start_server() {
-    local number
-    mkfifo "$work/display"
-    Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp \
-        7>"$work/display" 2>"$work/server.out" &
-    server=$!
-    IFS= read -r -t 60 number <"$work/display" || die "Xvfb did not start: $(tail -n 1 "$work/server.out")"
-    export DISPLAY=:$number
-    unset XAUTHORITY
-}
-
 # $1: name in the output, the rest: program and arguments. HOME is where the GL driver keeps its compiled shaders and
 # the desktop toolkit its tables.
 start_once() {
@@ -70,7 +59,7 @@ start_all() {
 }
 
 make_sample_system
-start_server
+start_xvfb "$work"
 start_all >"$work/first"  # fills the tables in HOME; not measured
 for ((round = 0; round < rounds; ++round)); do
     start_all

@@ -34,3 +34,24 @@ end_process() {
     done
     wait "$1" || true
 }
+
+# Builds a release. $1: build folder; the rest: options for configuring.
+build_release() {
+    step "Building"
+    cmake --log-level=WARNING -S . -B "$1" -G Ninja -DCMAKE_BUILD_TYPE=Release "${@:2}" >/dev/null ||
+        die "the build could not be configured."
+    cmake --build "$1" || die "the build failed."
+}
+
+# Starts an X server without a screen and points DISPLAY to it; its process id goes to `server`. $1: an empty folder for
+# its files; the rest: a command that runs it elsewhere and becomes it.
+start_xvfb() {
+    local number
+    mkfifo "$1/display"
+    "${@:2}" Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp \
+        7>"$1/display" 2>"$1/server.out" &
+    server=$!
+    IFS= read -r -t 60 number <"$1/display" || die "Xvfb did not start: $(tail -n 1 "$1/server.out")"
+    export DISPLAY=:$number
+    unset XAUTHORITY
+}

@@ -125,17 +125,6 @@ inside() {
     fi
 }
 
-start_server() {
-    local number
-    mkfifo "$work/display"
-    inside Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp \
-        7>"$work/display" 2>"$work/server.out" &
-    server=$!
-    IFS= read -r -t 60 number <"$work/display" || die "Xvfb did not start: $(tail -n 1 "$work/server.out")"
-    export DISPLAY=:$number
-    unset XAUTHORITY
-}
-
 drive_form() {
     mkdir -p build/demo "$root/pictures"
     rm -f build/demo/*.png
@@ -195,7 +184,7 @@ log_length=$(stat -c %s "$root$log" 2>/dev/null || echo 0)
 keep_copies "$work/before"
 if [ "$hands" = driver ]; then
     step "Driving the form in Xvfb"
-    start_server
+    start_xvfb "$work" inside
 else
     step "The form is open on $DISPLAY"
 fi
