@@ -20,6 +20,19 @@ if(NOT NUKLEAR_INCLUDE_DIR)
 endif()
 mark_as_advanced(NUKLEAR_INCLUDE_DIR)
 
+# The version is the newest one in the header's own list of changes, which has the latest first. A header that has lost
+# its list is taken as it is.
+set(Nuklear_VERSION "")
+if(EXISTS "${NUKLEAR_INCLUDE_DIR}/nuklear.h")
+    file(STRINGS "${NUKLEAR_INCLUDE_DIR}/nuklear.h" version_line REGEX "\\(4\\.[0-9]+\\.[0-9]+\\)" LIMIT_COUNT 1)
+    string(REGEX MATCH "4\\.[0-9]+\\.[0-9]+" Nuklear_VERSION "${version_line}")
+endif()
+if(Nuklear_VERSION AND Nuklear_FIND_VERSION AND Nuklear_VERSION VERSION_LESS Nuklear_FIND_VERSION)
+    message(FATAL_ERROR
+        "${NUKLEAR_INCLUDE_DIR}/nuklear.h is Nuklear ${Nuklear_VERSION}, and ${Nuklear_FIND_VERSION} is needed: "
+        "run scripts/setup.sh and set NUKLEAR_INCLUDE_DIR to .deps/nuklear.")
+endif()
+
 set(Nuklear_FOUND FALSE)
 if(NUKLEAR_INCLUDE_DIR AND EXISTS "${NUKLEAR_INCLUDE_DIR}/nuklear.h")
     set(Nuklear_FOUND TRUE)
