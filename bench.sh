@@ -18,29 +18,14 @@ mount namespace that the starts are measured in.
 END
 }
 
+[ $# -le 1 ] || die "one option at most: see ./bench.sh --help."
 case "${1:-}" in
     '') ;;
     -h | --help) usage && exit 0 ;;
     *) die "unknown option '$1': see ./bench.sh --help." ;;
 esac
 
-# The competitors, and what finds them.
-competitors=(pkg-config libinih-dev libglib2.0-dev libspdlog-dev libgtk-3-dev)
-
-install_competitors() {
-    local missing=() package output
-    for package in "${competitors[@]}"; do
-        dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
-    done
-    [ ${#missing[@]} -gt 0 ] || return 0
-    step "Installing ${missing[*]}"
-    need_root "Installing packages"
-    output=$(as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y install --no-install-recommends "${missing[@]}" 2>&1) ||
-        die "the packages could not be installed: $(tail -n 1 <<<"$output")"
-}
-
-scripts/setup.sh test
-install_competitors
+scripts/setup.sh bench
 need_root "Measuring the start"
 
 build_release build/bench -DVESMARA_BUILD_BENCH=ON

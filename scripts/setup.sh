@@ -2,7 +2,7 @@
 # Installs the Debian packages that are missing and fetches the toolkit's header. A second run finds everything in place
 # and needs no network.
 #
-#   scripts/setup.sh [run|test|check]   what the machine is made ready for; "run" when nothing is said
+#   scripts/setup.sh [run|test|bench|check]   what the machine is made ready for; "run" when nothing is said
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 . scripts/common.sh
@@ -16,20 +16,24 @@ run_packages=(
     ca-certificates dpkg-dev xz-utils
     diffutils mount util-linux
 )
-# What the test suite needs beside that: clang for the fuzz drivers, valgrind for the memory checks, file for the package.
+# What the test suite needs beside that: clang for the fuzz drivers, valgrind for the memory checks, file for the
+# package.
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev valgrind python3 file pkg-config
 )
+# The competitors of the benchmarks.
+bench_packages=(libinih-dev libglib2.0-dev libspdlog-dev libgtk-3-dev)
 check_packages=(clang-format clang-tidy git lcov llvm)
 
 case "${1:-run}" in
     run) packages=("${run_packages[@]}") ;;
     test) packages=("${run_packages[@]}" "${test_packages[@]}") ;;
-    check) packages=("${run_packages[@]}" "${test_packages[@]}" "${check_packages[@]}") ;;
-    *) die "unknown purpose '$1': say run, test or check." ;;
+    bench) packages=("${run_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}") ;;
+    check) packages=("${run_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${check_packages[@]}") ;;
+    *) die "unknown purpose '$1': say run, test, bench or check." ;;
 esac
-[ $# -le 1 ] || die "one purpose at most: run, test or check."
+[ $# -le 1 ] || die "one purpose at most: run, test, bench or check."
 
 is_installed() {
     case "$(dpkg-query -W -f '${db:Status-Abbrev}' "$1" 2>/dev/null)" in
@@ -39,7 +43,8 @@ is_installed() {
 }
 
 apt() {
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y "$@"
+    # A fresh machine may be busy with updates of its own.
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300 "$@"
 }
 
 first_error() {

@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 tree=$work/tree stand_ins=$work/bin
 mkdir "$tree" "$stand_ins" "$work/tmp"
-cp -r "$source_tree/scripts" "$source_tree/run.sh" "$source_tree/test.sh" "$tree/"
+cp -r "$source_tree/scripts" "$source_tree/run.sh" "$source_tree/test.sh" "$source_tree/bench.sh" "$tree/"
 export TMPDIR=$work/tmp PATH=$stand_ins:$PATH
 unset DISPLAY
 cd "$tree"
@@ -68,7 +68,7 @@ END
 
 HelpIsShown() {
     local script
-    for script in ./run.sh ./test.sh; do
+    for script in ./run.sh ./test.sh ./bench.sh; do
         try "$script" --help
         expect status "$status" 0
         expect "first words" "${out%% *}" usage:
@@ -83,8 +83,12 @@ UnknownOptionsEndWithOneSentence() {
     expect_refusal "run.sh: one option at most: see ./run.sh --help."
     try ./test.sh fast
     expect_refusal "test.sh: unknown option 'fast': see ./test.sh --help."
+    try ./bench.sh --fast
+    expect_refusal "bench.sh: unknown option '--fast': see ./bench.sh --help."
+    try ./bench.sh --help --help
+    expect_refusal "bench.sh: one option at most: see ./bench.sh --help."
     try scripts/setup.sh everything
-    expect_refusal "setup.sh: unknown purpose 'everything': say run, test or check."
+    expect_refusal "setup.sh: unknown purpose 'everything': say run, test, bench or check."
 }
 
 LiveWithoutADisplayIsRefused() {
@@ -110,7 +114,7 @@ SetUpInstallsWhatIsMissing() {
     try scripts/setup.sh run
     expect status "$status" 0
     expect "last call of apt-get" "$(tail -n 1 "$work/asked")" \
-        "-q -y -o Dpkg::Use-Pty=0 install --no-install-recommends xvfb"
+        "-q -y -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 install --no-install-recommends xvfb"
 }
 
 PackagesThatCannotBeHadEndTheSetUpWithOneSentence() {
