@@ -33,10 +33,8 @@ build_release build/test -DVESMARA_BUILD_TESTS=ON
 
 step "Testing"
 rm -f "$report"
-# The tests mount things; they do it in namespaces of their own, below one that nothing leaks out of.
-scripts/private_mounts.sh ctest --test-dir build/test -j2 --output-on-failure --no-tests=error --output-junit "$report" ||
-    true
-[ "$(id -u)" -eq 0 ] || as_root chown -R "$(id -u):$(id -g)" build/test
+run_tests build/test --output-junit "$report" || true
+give_back build/test
 [ -s "$report" ] || die "the tests did not run."
 
 # A test that was skipped or switched off has shown nothing: it counts as failed.

@@ -15,8 +15,14 @@ variants=(
     "clang-release clang++ Release -"
 )
 
-tracked_sources() {
-    git ls-files -- '*.cpp' '*.h'
+# Files of these patterns, those that git does not know yet included.
+sources() {
+    git ls-files --cached --others --exclude-standard -- "$@"
+}
+
+tree_state() {
+    git status --porcelain
+    git diff
 }
 
 check_variant() {
@@ -26,14 +32,17 @@ check_variant() {
         -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DVESMARA_SANITIZE="$sanitizers" \
         -DVESMARA_BUILD_TESTS=ON -DVESMARA_BUILD_BENCH=ON -DVESMARA_BUILD_DEMO=ON -DVESMARA_WERROR=ON >/dev/null
     cmake --build "$folder"
-    scripts/private_mounts.sh ctest --test-dir "$folder" -j2 --output-on-failure --no-tests=error
+    local status=0
+    run_tests "$folder" || status=$?
+    give_back "$folder"
+    return "$status"
 }
 
 scripts/setup.sh check
-before=$(git status --porcelain)
+before=$(tree_state)
 
 step "format"
-tracked_sources | xargs clang-format --dry-run --Werror
+sources '*.cpp' '*.h' | xargs -r clang-format --dry-run --Werror
 
 for variant in "${variants[@]}"; do
     # shellcheck disable=SC2086  # the words of a row are the arguments
@@ -42,8 +51,9 @@ done
 
 step "clang-tidy"
 # The fuzz drivers and the example are builds of their own, without an entry in this one's list of commands.
-git ls-files -- '*.cpp' ':!tests/fuzz' ':!examples' | xargs -P "$(nproc)" -n 4 clang-tidy -p build/check/clang-release --quiet
+sources '*.cpp' ':!tests/fuzz' ':!examples' |
+    xargs -r -P "$(nproc)" -n 4 clang-tidy -p build/check/clang-release --quiet
 
 step "clean tree"
-[ "$(git status --porcelain)" = "$before" ] || die "the builds or the tests left something in the tree: see git status."
+[ "$(tree_state)" = "$before" ] || die "the builds or the tests left something in the tree: see git status."
 step "all good"

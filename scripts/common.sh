@@ -43,6 +43,17 @@ build_release() {
     cmake --build "$1" || die "the build failed."
 }
 
+# Runs the tests that are built in folder $1, with options for ctest behind it; two at a time, in private mounts: the
+# tests mount things in namespaces of their own, below one that nothing leaks out of.
+run_tests() {
+    scripts/private_mounts.sh ctest --test-dir "$1" -j2 --output-on-failure --no-tests=error "${@:2}"
+}
+
+# Makes a folder the caller's again behind what has run as root.
+give_back() {
+    [ "$(id -u)" -eq 0 ] || as_root chown -R "$(id -u):$(id -g)" "$1"
+}
+
 # Starts an X server without a screen and points DISPLAY to it; its process id goes to `server`. $1: an empty folder for
 # its files; the rest: a command that runs it elsewhere and becomes it.
 start_xvfb() {

@@ -37,10 +37,13 @@ done
 cmake --build "$folder" --target "${targets[@]}" >/dev/null || die "the build failed."
 
 step "Testing"
+failed=
 find "$folder" -name '*.gcda' -delete
 for name in "${folders[@]}"; do
-    scripts/private_mounts.sh ctest --test-dir "$folder/tests/$name" -j2 --output-on-failure --no-tests=error |
-        tail -n 4 | grep 'tests passed' || die "the tests of $name fail."
+    run_tests "$folder/tests/$name" >"$folder/tests.log" || failed=$name
+    give_back "$folder"
+    [ -z "$failed" ] || { cat "$folder/tests.log" && die "the tests of $failed fail."; }
+    grep 'tests passed' "$folder/tests.log"
 done
 
 step "Coverage"

@@ -62,7 +62,8 @@ run_driver() {
 # $1: driver. One pass over seeds and gathered inputs.
 measure_driver() {
     LLVM_PROFILE_FILE=$work/$1.profraw TMPDIR=$work "build/fuzz/coverage/bin/fuzz_$1" -runs=0 \
-        "build/fuzz/corpus/$1" "tests/fuzz/corpus/$1" >/dev/null 2>&1
+        "build/fuzz/corpus/$1" "tests/fuzz/corpus/$1" >"$work/out" 2>&1 ||
+        { tail -n 20 "$work/out" >&2 && die "the driver $1 fails on what it has gathered."; }
 }
 
 for driver in "${drivers[@]}"; do
