@@ -54,6 +54,8 @@ show_machine_folders() {
         mkdir "$root$folder"
         mount --rbind "$folder" "$root$folder"
     done
+    # The X server compiles keyboard maps there.
+    [ ! -d "$root/var/lib/xkb" ] || mount -t tmpfs tmpfs "$root/var/lib/xkb"
     cp -a /etc "$root/"
 }
 

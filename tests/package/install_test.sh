@@ -100,9 +100,11 @@ ExampleBuildsWithFindPackage() {
 ExampleBuildsWithPkgConfig() {
     copy_example pkg-config
     local flags
-    flags=$(PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig pkg-config --cflags --libs vesmara)
-    # shellcheck disable=SC2046,SC2086  # the words are the arguments
-    "$compiler" -std=c++17 $(sanitizer_flags) "$folder/pkg-config/recorder_info.cpp" $flags \
+    # One flag a line; pkg-config quotes blanks of the prefix as a shell does.
+    PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig pkg-config --cflags --libs vesmara | xargs printf '%s\n' >"$folder/flags"
+    mapfile -t flags <"$folder/flags"
+    # shellcheck disable=SC2046  # the words are the arguments
+    "$compiler" -std=c++17 $(sanitizer_flags) "$folder/pkg-config/recorder_info.cpp" "${flags[@]}" \
         -o "$folder/pkg-config/recorder_info"
     expect_samples "$folder/pkg-config/recorder_info"
 }
