@@ -16,7 +16,8 @@ With a display the form opens there and is yours. Without one it opens in Xvfb,
 is driven by X events up to "Apply", and pictures of it go to build/demo/.
 When the form has ended, the changes of each file and the log are shown.
 
-  --live    run on this machine's real directories instead; needs a display
+  --live    run on this machine's real directories instead; needs a display, and
+            links the font to where the tool looks for it
   --help    show this text
 
 Needs root rights (or sudo without a password), for the namespace and the packages.

@@ -36,7 +36,8 @@ int OS_WaitForEvent(void* event, unsigned int milliseconds);
 void OS_DestroyEvent(void* event);
 
 // Starts a thread that runs function(argument) at once; the function's result is not collected. The thread can be
-// ended from outside at any instruction (OS_TerminateThread). Returns the handle, null on failure.
+// ended from outside at any instruction (OS_TerminateThread). Returns the handle, which the caller releases with
+// OS_CloseThreadHandle however the thread ends; null on failure.
 void* OS_CreateThread(void* (*function)(void*), void* argument);
 
 // Sets the thread's priority in steps from normal: 0 is the program's own, -1 one step below, 1 one above. One step is
@@ -55,7 +56,9 @@ void OS_TerminateThread(void* thread);
 // Releases the handle. A thread still running then goes on and cleans up after itself. Null is ignored.
 void OS_CloseThreadHandle(void* thread);
 
-// A guarded code section is a mutex in the caller's storage. One thread at a time holds it; it does not nest.
+// A guarded code section is a mutex in the caller's storage, never null. One thread at a time holds it; it does not
+// nest. Initialize makes it free; Enter blocks until the caller holds it; Leave is for the holder alone; Delete needs
+// it free.
 void OS_InitializeGuardedCodeSection(pthread_mutex_t* section);
 void OS_EnterGuardedCodeSection(pthread_mutex_t* section);
 void OS_LeaveGuardedCodeSection(pthread_mutex_t* section);

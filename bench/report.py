@@ -3,7 +3,7 @@
 
     bench/report.py BUILD [--smoke]
 
-BUILD is the build folder. Instructions are counted by callgrind inside BenchMeasured alone, in the calling thread alone;
+BUILD is the build folder. Instructions are counted by callgrind inside BenchMeasured, in the calling thread alone;
 times are medians of interleaved repetitions. A competitor that was not built is reported as missing. The exit status
 says whether the benchmarks ran, not whether the goals are met.
 """

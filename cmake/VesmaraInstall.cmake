@@ -3,7 +3,7 @@
 #   Runtime       the program and the OS_ library, both in bin: the program looks for the library beside itself
 #   Development   the other libraries, the public headers, the CMake package and the pkg-config file
 #
-# The prefix is /opt/Orvan unless the user names another one. The files that have to lie outside of it are in packaging/.
+# The prefix is /opt/Orvan unless the user names another one. Files that have to lie outside of it are in packaging/.
 include(CMakePackageConfigHelpers)
 
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)

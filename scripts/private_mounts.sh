@@ -26,7 +26,8 @@ if mount --make-rprivate / 2>/dev/null; then
 fi
 
 # "/" is a folder of a larger file system here, as in a plain chroot. Such a folder has no propagation of its own; the
-# mount that it lies in has, and is out of reach. Entering our own namespace anew leads to its root, where it can be set.
+# mount that it lies in has, and is out of reach. Entering our own namespace anew leads to its root, where it can be
+# set.
 nsenter --mount=/proc/self/ns/mnt mount --make-rprivate / 2>/dev/null || refuse
 # Now the folder is made a mount point: of a second view of itself, which becomes the root. /mnt is only where the view
 # is hung up; inside the view, /mnt is the folder that it always was.

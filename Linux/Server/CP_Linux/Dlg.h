@@ -20,7 +20,7 @@ class Dlg {
 public:
     // `ctx` is borrowed, `width` and `height` are logical units, `scale` pixels per logical unit. Fills the form from
     // the records, the mount table and the autostart entry. Throws the integer 0, after one line in the log, when that
-    // fails.
+    // fails; ends the process by abort() when the general storage path has 512 bytes or more.
     Dlg(nk_context* ctx, int width, int height, float scale);
 
     // Frees the arrays, but not the texts they point to: those live until the process ends, and that is meant. Touches

@@ -20,5 +20,5 @@ std::vector<MountItem> GetMounts();
 long long GetAvailableSpace(char const* path);
 
 // Writes the count, read as signed, with two decimals and its unit ("1.50 KB") into `text` and returns it. The decimal
-// mark is the locale's. The longest text takes 26 characters with its terminator.
+// mark is the locale's. `text` has room for 25 bytes, the terminator among them, and those of the decimal mark.
 char* FormatBytes(long long bytes, char* text);
