@@ -127,6 +127,49 @@ const char** Items(char** texts) {
     return const_cast<const char**>(texts);
 }
 
+void SetColors(nk_context* ctx) {
+    struct ColorRow {
+        nk_style_colors index;
+        nk_color color;
+    };
+    // Sliders, property widgets, charts and tabs have no colour: the form shows none of them.
+    const ColorRow rows[] = {
+        {NK_COLOR_TEXT, TEXT_DEFAULT_COLOR},
+        {NK_COLOR_WINDOW, WINDOW_BACKGROUND_COLOR},
+        {NK_COLOR_HEADER, HEADERS_COLOR},
+        {NK_COLOR_BORDER, BORDER_COLOR},
+        {NK_COLOR_BUTTON, BUTTON_COLOR},
+        {NK_COLOR_BUTTON_HOVER, HIGHLIGHT_COLOR},
+        {NK_COLOR_BUTTON_ACTIVE, HIGHLIGHT_COLOR},
+        {NK_COLOR_TOGGLE, CONTROL_BACKGROUND_COLOR},
+        {NK_COLOR_TOGGLE_HOVER, HIGHLIGHT_COLOR},
+        {NK_COLOR_TOGGLE_CURSOR, nk_rgb_hex("004000")},
+        {NK_COLOR_SELECT, CONTROL_BACKGROUND_COLOR},
+        {NK_COLOR_SELECT_ACTIVE, HIGHLIGHT_COLOR},
+        {NK_COLOR_EDIT, CONTROL_BACKGROUND_COLOR},
+        {NK_COLOR_EDIT_CURSOR, TEXT_DEFAULT_COLOR},
+        {NK_COLOR_COMBO, CONTROL_BACKGROUND_COLOR},
+        {NK_COLOR_SCROLLBAR, CONTROL_BACKGROUND_COLOR},
+        {NK_COLOR_SCROLLBAR_CURSOR, BUTTON_COLOR},
+        {NK_COLOR_SCROLLBAR_CURSOR_HOVER, BUTTON_COLOR},
+        {NK_COLOR_SCROLLBAR_CURSOR_ACTIVE, BUTTON_COLOR},
+    };
+    nk_color table[NK_COLOR_COUNT] = {};
+    for (const ColorRow& row : rows) {
+        table[row.index] = row.color;
+    }
+    nk_style_from_table(ctx, table);
+}
+
+// Never popped: these hold for the life of the context. The label of a combo that is held down almost vanishes against
+// its background, and that is meant.
+void PushStyles(nk_context* ctx) {
+    nk_style_push_style_item(ctx, &ctx->style.selectable.normal, nk_style_item_color(POPUP_LIST_BACKGROUND_COLOR));
+    nk_style_push_style_item(ctx, &ctx->style.selectable.hover_active, nk_style_item_color(HIGHLIGHT_COLOR));
+    nk_style_push_style_item(ctx, &ctx->style.selectable.hover, nk_style_item_color(HIGHLIGHT_COLOR));
+    nk_style_push_color(ctx, &ctx->style.combo.label_active, BUTTON_COLOR);
+}
+
 }  // namespace
 
 // ---- Start and end -------------------------------------------------------------------------------------------------
@@ -180,46 +223,10 @@ void Dlg::Init() {
 }
 
 void Dlg::InitStyles(nk_context* ctx) {
-    struct ColorRow {
-        nk_style_colors index;
-        nk_color color;
-    };
-    // Sliders, property widgets, charts and tabs have no colour: the form shows none of them.
-    const ColorRow rows[] = {
-        {NK_COLOR_TEXT, TEXT_DEFAULT_COLOR},
-        {NK_COLOR_WINDOW, WINDOW_BACKGROUND_COLOR},
-        {NK_COLOR_HEADER, HEADERS_COLOR},
-        {NK_COLOR_BORDER, BORDER_COLOR},
-        {NK_COLOR_BUTTON, BUTTON_COLOR},
-        {NK_COLOR_BUTTON_HOVER, HIGHLIGHT_COLOR},
-        {NK_COLOR_BUTTON_ACTIVE, HIGHLIGHT_COLOR},
-        {NK_COLOR_TOGGLE, CONTROL_BACKGROUND_COLOR},
-        {NK_COLOR_TOGGLE_HOVER, HIGHLIGHT_COLOR},
-        {NK_COLOR_TOGGLE_CURSOR, nk_rgb_hex("004000")},
-        {NK_COLOR_SELECT, CONTROL_BACKGROUND_COLOR},
-        {NK_COLOR_SELECT_ACTIVE, HIGHLIGHT_COLOR},
-        {NK_COLOR_EDIT, CONTROL_BACKGROUND_COLOR},
-        {NK_COLOR_EDIT_CURSOR, TEXT_DEFAULT_COLOR},
-        {NK_COLOR_COMBO, CONTROL_BACKGROUND_COLOR},
-        {NK_COLOR_SCROLLBAR, CONTROL_BACKGROUND_COLOR},
-        {NK_COLOR_SCROLLBAR_CURSOR, BUTTON_COLOR},
-        {NK_COLOR_SCROLLBAR_CURSOR_HOVER, BUTTON_COLOR},
-        {NK_COLOR_SCROLLBAR_CURSOR_ACTIVE, BUTTON_COLOR},
-    };
-    nk_color table[NK_COLOR_COUNT] = {};
-    for (const ColorRow& row : rows) {
-        table[row.index] = row.color;
+    SetColors(ctx);
+    if (ctx != nullptr) {
+        PushStyles(ctx);
     }
-    nk_style_from_table(ctx, table);
-    if (ctx == nullptr) {
-        return;
-    }
-    // Never popped: these hold for the life of the context. The label of a combo that is held down almost vanishes
-    // against its background, and that is meant.
-    nk_style_push_style_item(ctx, &ctx->style.selectable.normal, nk_style_item_color(POPUP_LIST_BACKGROUND_COLOR));
-    nk_style_push_style_item(ctx, &ctx->style.selectable.hover_active, nk_style_item_color(HIGHLIGHT_COLOR));
-    nk_style_push_style_item(ctx, &ctx->style.selectable.hover, nk_style_item_color(HIGHLIGHT_COLOR));
-    nk_style_push_color(ctx, &ctx->style.combo.label_active, BUTTON_COLOR);
 }
 
 void Dlg::InitDeviceLabels() {

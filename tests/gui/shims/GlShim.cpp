@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "GlFetched.h"
 #include "Shim.h"
@@ -87,11 +88,29 @@ void DeleteVertexArrays(GLsizei count, const GLuint* names) {
     g_deleteVertexArrays(count, names);
 }
 
-template <typename Function>
-shim::AnyFunction Stand(Function*& next, Function* wrapper, shim::AnyFunction found) {
-    next = reinterpret_cast<Function*>(found);
+// Keeps what was found for the wrapper to call, and hands the wrapper out.
+template <auto& next, auto wrapper>
+shim::AnyFunction Stand(shim::AnyFunction found) {
+    next = reinterpret_cast<std::remove_reference_t<decltype(next)>>(found);
     return reinterpret_cast<shim::AnyFunction>(wrapper);
 }
+
+struct Wrapped {
+    const char* name;
+    shim::AnyFunction (*stand)(shim::AnyFunction found);
+};
+constexpr Wrapped kWrapped[] = {
+    {"glMapBuffer", Stand<g_mapBuffer, &MapBuffer>},
+    {"glUnmapBuffer", Stand<g_unmapBuffer, &UnmapBuffer>},
+    {"glBufferData", Stand<g_bufferData, &BufferData>},
+    {"glShaderSource", Stand<g_shaderSource, &ShaderSource>},
+    {"glUniformMatrix4fv", Stand<g_uniformMatrix, &UniformMatrix>},
+    {"glDetachShader", Stand<g_detachShader, &DetachShader>},
+    {"glDeleteShader", Stand<g_deleteShader, &DeleteShader>},
+    {"glDeleteProgram", Stand<g_deleteProgram, &DeleteProgram>},
+    {"glDeleteBuffers", Stand<g_deleteBuffers, &DeleteBuffers>},
+    {"glDeleteVertexArrays", Stand<g_deleteVertexArrays, &DeleteVertexArrays>},
+};
 
 std::string WithoutWord(std::string words, const char* word) {
     const std::string hidden = word;
@@ -114,39 +133,13 @@ std::string WithoutWord(std::string words, const char* word) {
 namespace shim {
 
 AnyFunction WrapFetched(const char* name, AnyFunction found) {
-    const std::string fetched = name;
     if (found == nullptr) {
         return nullptr;
     }
-    if (fetched == "glMapBuffer") {
-        return Stand(g_mapBuffer, &MapBuffer, found);
-    }
-    if (fetched == "glUnmapBuffer") {
-        return Stand(g_unmapBuffer, &UnmapBuffer, found);
-    }
-    if (fetched == "glBufferData") {
-        return Stand(g_bufferData, &BufferData, found);
-    }
-    if (fetched == "glShaderSource") {
-        return Stand(g_shaderSource, &ShaderSource, found);
-    }
-    if (fetched == "glUniformMatrix4fv") {
-        return Stand(g_uniformMatrix, &UniformMatrix, found);
-    }
-    if (fetched == "glDetachShader") {
-        return Stand(g_detachShader, &DetachShader, found);
-    }
-    if (fetched == "glDeleteShader") {
-        return Stand(g_deleteShader, &DeleteShader, found);
-    }
-    if (fetched == "glDeleteProgram") {
-        return Stand(g_deleteProgram, &DeleteProgram, found);
-    }
-    if (fetched == "glDeleteBuffers") {
-        return Stand(g_deleteBuffers, &DeleteBuffers, found);
-    }
-    if (fetched == "glDeleteVertexArrays") {
-        return Stand(g_deleteVertexArrays, &DeleteVertexArrays, found);
+    for (const Wrapped& wrapped : kWrapped) {
+        if (std::strcmp(wrapped.name, name) == 0) {
+            return wrapped.stand(found);
+        }
     }
     return found;
 }
