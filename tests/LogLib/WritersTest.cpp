@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "LogFixture.h"
+#include "support/Lines.h"
 
 namespace {
 
@@ -42,15 +42,6 @@ void RunWriters(Body body) {
     }
 }
 
-std::vector<std::string> SplitLines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 TEST_F(LogTest, FourWritersOf200000LinesLoseNothingAndTearNoLine) {
     constexpr unsigned int kLines = 50000;
     ASSERT_EQ(Open(), 1);
@@ -64,7 +55,7 @@ TEST_F(LogTest, FourWritersOf200000LinesLoseNothingAndTearNoLine) {
 
     const std::string console = Console();
     std::vector<unsigned int> next(kWriters, 0);
-    for (const std::string& line : SplitLines(console)) {
+    for (const std::string& line : test_support::Lines(console)) {
         const auto writer = static_cast<unsigned int>(line.at(0) - '0');
         ASSERT_LT(writer, kWriters) << line;
         ASSERT_EQ(line, LineOf(writer, next[writer]));
@@ -86,7 +77,7 @@ TEST_F(LogTest, WritersThatDoNotHoldBackLoseLinesButTearNone) {
     CloseLog();
 
     std::vector<unsigned int> next(kWriters, 0);
-    for (const std::string& line : SplitLines(Console())) {
+    for (const std::string& line : test_support::Lines(Console())) {
         // Writer and number are in the first 9 characters; a line that was cut before has neither.
         if (line.size() < 9) {
             continue;

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 
 #include "Scenario.h"
+#include "support/Lines.h"
 
 namespace gui {
 namespace {
@@ -33,9 +33,8 @@ void PrintTo(const Extension& extension, std::ostream* out) {
 
 // Messages of the GL device that came to the standard output.
 std::string GlLines(const std::string& output) {
-    std::istringstream stream(output);
     std::string lines;
-    for (std::string line; std::getline(stream, line);) {
+    for (const std::string& line : test_support::Lines(output)) {
         if (line.rfind("[GL]", 0) == 0) {
             lines += line + "\n";
         }
@@ -173,9 +172,8 @@ TEST_F(GlDevice, AllMissingExtensionsGiveFourLines) {
 
 TEST_F(GlDevice, FunctionsAreFetchedInTheOrderOfTheirGroups) {
     Session session(machine_, Answering([](ShimControl&) {}));
-    std::istringstream stream(session.Run().Trace());
     std::string fetched;
-    for (std::string line; std::getline(stream, line);) {
+    for (const std::string& line : test_support::Lines(session.Run().Trace())) {
         if (line.rfind("fetch gl", 0) == 0 && line.rfind("fetch glX", 0) != 0) {
             fetched += line.substr(6) + "\n";
         }
@@ -246,10 +244,10 @@ TEST_F(GlDevice, DrawsAdvanceByTwoBytesForEachElementAndSkipEmptyCommands) {
     session.Frames(4);
     const std::string trace = session.Run().Trace();
     const std::size_t start = trace.find("glXSwapBuffers\n");
-    std::istringstream frame(trace.substr(start, trace.find("glXSwapBuffers\n", start + 1) - start));
+    const std::string frame = trace.substr(start, trace.find("glXSwapBuffers\n", start + 1) - start);
     std::size_t expected = 0;
     int draws = 0;
-    for (std::string line; std::getline(frame, line);) {
+    for (const std::string& line : test_support::Lines(frame)) {
         unsigned int mode = 0;
         int count = 0;
         unsigned int type = 0;

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
 
 #include "Scenario.h"
+#include "support/Lines.h"
 
 namespace gui {
 namespace {
@@ -629,10 +629,9 @@ TEST_F(Alert, FrameOfAFailedApplyGoesOnToTheCancelButton) {
     session.Shim().tracedFrames = 0;
     ASSERT_TRUE(AlertIsUp(session));
     // A frame without its last button would have fewer elements than the frames before the press.
-    std::istringstream stream(session.Run().Trace());
     std::vector<long> elements;
     bool begun = false;
-    for (std::string line; std::getline(stream, line);) {
+    for (const std::string& line : test_support::Lines(session.Run().Trace())) {
         int count = 0;
         if (line == "glXSwapBuffers") {
             elements.push_back(0);

@@ -16,23 +16,17 @@
 #include <sstream>
 
 #include "Scenario.h"
+#include "support/Lines.h"
 
 namespace gui {
 namespace {
+
+using test_support::Lines;
 
 const std::string kInitFailed = "ERROR: Failed to initialize\n";
 const std::string kNoAttribs =
     "[X11]: glXCreateContextAttribARB() not found...\n[X11]: ... using old-style GLX context\n";
 const std::string kRefused30 = "[X11] Failed to create OpenGL 3.0 context\n[X11] ... using old-style GLX context!\n";
-
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 class Window : public testing::Test {
 protected:

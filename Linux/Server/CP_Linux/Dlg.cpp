@@ -338,6 +338,9 @@ std::string Dlg::BuildSelectedDriveStr() const {
 // ---- The form, frame by frame --------------------------------------------------------------------------------------
 
 void Dlg::ProcessGui() {
+    if (m_ctx == nullptr) {
+        return;  // the backend did not come up; drawing the frame ends the process
+    }
     const struct nk_vec2 comboSize = nk_vec2(GetScaled(kComboWidth), GetScaled(kComboHeight));
     if (nk_begin(m_ctx, m_windowName, nk_rect(0, 0, m_scaledWidth, m_scaledHeight), NK_WINDOW_BORDER) != 0) {
         // Ahead of every row of the form: the rows behind an open popup are read-only.

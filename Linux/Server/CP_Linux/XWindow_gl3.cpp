@@ -257,11 +257,15 @@ void DrawFrame(XWindow& window) {
 // Never sleeps and never blocks on the connection: every turn is a frame, and only the swap paces it.
 void RunFrames(XWindow& window, nk_context* ctx, Dlg& dlg) {
     for (;;) {
-        nk_input_begin(ctx);
+        if (ctx != nullptr) {
+            nk_input_begin(ctx);
+        }
         if (!HandleEvents(window)) {
             return;
         }
-        nk_input_end(ctx);
+        if (ctx != nullptr) {
+            nk_input_end(ctx);
+        }
         dlg.ProcessGui();
         DrawFrame(window);
     }

@@ -418,6 +418,9 @@ static nk_context* nk_x11_init(Display* dpy, Window win) {
     x11.dpy = dpy;
     x11.win = win;
     if (!nk_x11_create_cursor()) {
+        // As after every other failure: with a connection, frames without a form would be drawn for ever.
+        x11.dpy = nullptr;
+        x11.win = None;
         return nullptr;
     }
     nk_init_default(&x11.ctx, nullptr);
