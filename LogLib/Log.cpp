@@ -1,6 +1,6 @@
 #include "Log.h"
 
-#include <fcntl.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ constexpr std::size_t kPathSize = sizeof g_szConfigPath + sizeof g_szLogFileName
 enum class Outputs : int { Free, InUse, TakenAtExit };
 std::atomic<Outputs> g_outputs{Outputs::Free};
 
-// Longest that exit() waits for the chunk being written. A console that takes no more text must not hold up the end.
+// Longest that exit() waits for the chunk being written. An output that takes no more text must not hold up the end.
 constexpr auto kExitPatience = std::chrono::milliseconds(200);
 
 bool AcquireOutputs() {
@@ -49,22 +49,14 @@ void ReleaseOutputs() {
     g_outputs.compare_exchange_strong(expected, Outputs::Free);
 }
 
-// stdio's closing writes what stdout's buffer holds, and would be stuck where the log thread is: it goes nowhere.
-void DropStandardOutput() {
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nowhere >= 0) {
-        dup2(nowhere, STDOUT_FILENO);
-    }
-}
-
-void TakeOutputsAtExit() {
+// Runs at exit() with its status. When the log thread is stuck in an output, nothing of stdio may run any more: it would
+// wait for the thread's lock or write where the thread cannot. The process then ends here.
+void TakeOutputsAtExit(int status, void* /*unused*/) {
     const auto deadline = std::chrono::steady_clock::now() + kExitPatience;
     Outputs expected = Outputs::Free;
     while (!g_outputs.compare_exchange_strong(expected, Outputs::TakenAtExit)) {
         if (std::chrono::steady_clock::now() >= deadline) {
-            g_outputs.store(Outputs::TakenAtExit);
-            DropStandardOutput();
-            return;
+            _exit(status);
         }
         expected = Outputs::Free;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -72,7 +64,7 @@ void TakeOutputsAtExit() {
 }
 
 void RegisterExitHandlerOnce() {
-    static const int registered = std::atexit(TakeOutputsAtExit);
+    static const int registered = on_exit(TakeOutputsAtExit, nullptr);
     (void)registered;  // without room for the handler the log still works, only exit() is less orderly
 }
 
@@ -151,6 +143,15 @@ void WriteChunk(const char* bytes, std::size_t count) {
     (void)std::fflush(g_hLogConsole);
 }
 
+// What a thread ended by force did not get out is lost, the part in stdio's buffers too: the next flush of either output
+// would be stuck where the thread was.
+void DropWhatIsBuffered() {
+    __fpurge(g_hLogConsole);
+    if (g_hLogFile != nullptr) {
+        __fpurge(g_hLogFile);
+    }
+}
+
 // Moves one unbroken run of the ring to the outputs; text across the ring's end takes two calls. False ends the thread.
 bool DrainRun(std::uint64_t written, std::uint64_t read) {
     if (!AcquireOutputs()) {
@@ -189,7 +190,7 @@ void CopyToRing(std::uint64_t at, const char* text, std::size_t length) {
     std::memcpy(g_pBuf, text + untilEnd, length - untilEnd);
 }
 
-// May be negative: with several writers the ring can fill up between the two looks at it.
+// More than the ring holds when another writer and the log thread have moved on since `written` was looked at.
 std::int64_t FreeSpace(std::uint64_t written) {
     const std::uint64_t read = g_ullLogBufRd.load(std::memory_order_acquire);
     return static_cast<std::int64_t>(g_ullLogBufEntries + read - written);
@@ -331,6 +332,7 @@ void CloseLog() {
     if (g_hLogThread != nullptr) {
         if (OS_WaitForThreadToFinishWithTimeout(g_hLogThread, kThreadEndLimit) == 0) {
             OS_TerminateThread(g_hLogThread);
+            DropWhatIsBuffered();
             ReleaseOutputs();
         }
         OS_CloseThreadHandle(g_hLogThread);

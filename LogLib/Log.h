@@ -26,7 +26,8 @@ enum LOG_LEVEL : std::int32_t {
 // full it is cut, or dropped when another thread has filled the ring meanwhile.
 void LogFunc(LOG_LEVEL level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// What all code logs through. It is LogFunc; a client may point it elsewhere before it starts threads of its own.
+// What all code logs through. It is LogFunc, and nothing in the libraries or the program changes it; a client that wants
+// the messages for itself may point it elsewhere before it starts threads of its own.
 extern void (*Log)(LOG_LEVEL level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Opens the log "Log.txt" (index 0 or 1) or "Log<index>.txt" in `directory`, a path below the program data path that
@@ -37,8 +38,8 @@ extern void (*Log)(LOG_LEVEL level, const char* format, ...) __attribute__((form
 // ("Cannot create log file %s (%d)" there), or, without a word, when memory or a thread is lacking.
 //
 // exit() may run while the log is open. It does not wait for text that is still in the ring, only for the chunk that
-// the log thread is writing, and for that at most 200 milliseconds; a standard output that takes no more text is then
-// given up.
+// the log thread is writing, and for that at most 200 milliseconds. When an output takes no more text the process then
+// ends at once, with its status, and nothing that was registered ahead of the log runs.
 int OpenLog(const char* directory, unsigned int index);
 
 // Ends the log thread, waiting at most 2000 milliseconds for it to empty the ring, and releases everything. The stream

@@ -1,5 +1,6 @@
 #include <sched.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <new>
@@ -30,6 +31,10 @@ bool TakeSignal(AutoEvent& event, std::int32_t next) {
 // Signals tend to come in bursts, and to wake a sleeper costs the one who signals a system call. So a waiter lets the
 // others run this often, some microseconds in all, before it goes to sleep: during a burst it is awake already.
 constexpr int kYieldsBeforeSleep = 16;
+
+// Longest wait for an event that could not be made, milliseconds: a thread that waits in a loop then looks for work a
+// hundred times a second and leaves the processor alone in between.
+constexpr unsigned int kNullEventWait = 10;
 
 bool TakeSignalSoon(AutoEvent& event) {
     for (int i = 0; i < kYieldsBeforeSleep; ++i) {
@@ -70,6 +75,10 @@ void OS_SetEvent(void* event) {
 
 int OS_WaitForEvent(void* event, unsigned int milliseconds) {
     if (event == nullptr) {
+        std::atomic<std::int32_t> nobody{0};
+        const OsDeadline deadline = OsDeadlineIn(std::min(milliseconds, kNullEventWait));
+        while (OsFutexWait(nobody, 0, deadline)) {
+        }
         return 0;
     }
     auto& self = *static_cast<AutoEvent*>(event);

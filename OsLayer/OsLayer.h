@@ -29,7 +29,7 @@ void* OS_CreateAutoEvent(int signalled);
 void OS_SetEvent(void* event);
 
 // Blocks until the event is signalled, consumes the signal and returns non-zero; returns 0 when `milliseconds` ran out
-// first. A null event returns 0 at once.
+// first. A null event, one that could not be made, returns 0 after 10 milliseconds at most.
 int OS_WaitForEvent(void* event, unsigned int milliseconds);
 
 // Releases the event; nobody waits on it by then. Null is ignored.
@@ -50,7 +50,8 @@ int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds)
 
 // Ends the thread by force, whatever it is doing, and returns when it has gone. Its stack is unwound, which releases
 // the locks that the C library holds on its behalf. The C++ runtime can do that between any two instructions only for
-// functions without destructors to run, so a thread that may be ended like this has none on its stack. Null is ignored.
+// functions without destructors to run, so a thread that may be ended like this has none on its stack. A thread inside
+// the kernel where no signal reaches it is waited for. Null is ignored.
 void OS_TerminateThread(void* thread);
 
 // Releases the handle. A thread still running then goes on and cleans up after itself. Null is ignored.
