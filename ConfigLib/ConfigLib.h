@@ -40,8 +40,8 @@ typedef char DEVICE_TYPE_LABELS[4][32];
 // null otherwise. Nothing that reads or writes a file may run without it.
 extern DEVICE_TYPE_LABELS* g_DeviceTypeName;
 
-// Selects the set of per-node files: 0 for the plain names (1 is stored as 0), i from 2 on for "local<i>.cfg" and
-// "camera<i>.cfg". Set by ConfigLib_Init.
+// Selects the set of per-node files: 0 for the plain names (1 is stored as 0), i from 2 on for "local<i>.cfg",
+// "camera<i>.cfg" and "sensor<i>.cfg". One or two digits are in use; longer ones work. Set by ConfigLib_Init.
 extern unsigned int g_uiConfigIdx;
 
 // Stores the index and makes the label table. The records stay as they are. A second call without ConfigLib_DeInit

@@ -12,7 +12,7 @@ using Hardware = CONFIGURATION__CAPTURE_HARDWARE;
 using Model = CONFIGURATION__CAPTURE_DEVICE;
 
 constexpr int kLineSize = 2048;                 // read buffer, bytes
-constexpr std::size_t kFileNameSize = 32;       // bytes; holds every index
+constexpr std::size_t kFileNameSize = 32;       // bytes; two digits of index are in use, every other one fits
 constexpr std::uint32_t kLastStorageRead = 15;  // number 16 is refused although the record has a slot for it
 constexpr std::uint32_t kMaxSyncMode = 4;
 // The list of an offline line is scanned from here: the length of the text "%soffline=" that the tag is made from,
@@ -41,8 +41,13 @@ struct LocalReader {
     void Complain() { status = CONFIG_LOAD_WITH_ERRORS; }
     // A pointer, since a sensor's record is no whole Hardware.
     Hardware* Section() { return local.vHardware[type].back(); }
-    std::uint32_t FirstDevice(int ofType) const { return global.uiFirstDeviceOfNode[ofType][local.uiNodeID]; }
-    std::uint32_t DeviceCount(int ofType) const { return global.uiDevicesConnected[ofType][local.uiNodeID]; }
+    std::uint32_t FirstDevice(int ofType) const { return OfNode(global.uiFirstDeviceOfNode[ofType]); }
+    std::uint32_t DeviceCount(int ofType) const { return OfNode(global.uiDevicesConnected[ofType]); }
+
+    // A client's record may count more nodes than the tables have: those own nothing.
+    std::uint32_t OfNode(const std::uint32_t (&table)[MAX_NODES + 1]) const {
+        return local.uiNodeID <= MAX_NODES ? table[local.uiNodeID] : 0;
+    }
 };
 
 void FreeHardware(CONFIGURATION__LOCAL& local) {

@@ -536,7 +536,8 @@ TEST_F(GlobalReader, ALineWithTheOfflineTagRunsOnThroughTheFurtherForms) {
 }
 
 TEST_F(GlobalReader, ANodeCountLineWithTheOfflineTagIsTheCountAlone) {
-    EXPECT_EQ(LoadGlobal("ClusterName = a\nNodeCount = 2, 7nodesoffline=1\n"), 2);
+    // The list's place, behind thirteen characters, has the second 7.
+    EXPECT_EQ(LoadGlobal("ClusterName = a\nNodeCount = 2, 77nodesoffline=1\n"), 2);
     EXPECT_EQ(Global().uiNodeCount, 2U);
     EXPECT_EQ(Global().ullNodesOffline, 0U);
 }

@@ -188,6 +188,7 @@ const MessageRow kMessageRows[] = {
      {"Config: Invalid device selector '[camera1-4)'"},
      ""},
     {"SelectorWithoutASecondNumber", Node1("[Camera 1-]\n"), 1, {"Config: Invalid device selector '[camera1-]'"}, ""},
+    {"SelectorWithAQuotedBlank", Node1("[Camera 1\" \"]\n"), 1, {"Config: Invalid device selector '[camera1 ]'"}, ""},
     {"SelectorWithAComma", Node1("[Camera 1,2]\n"), 1, {"Config: Invalid device selector '[camera1,2]'"}, ""},
     {"SelectorIsReportedAsNormalised",
      Node1("[ CAMERA \"X Y\" ]\n"),
@@ -559,6 +560,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(AddressRow{"Three", "1.2.3", 0, 0}, AddressRow{"Four", "192.168.0.11", Address(192, 168, 0, 11), 0},
                     AddressRow{"Five", "1.2.3.4,5", 0, 0}, AddressRow{"Seven", "1.2.3.4,5.6.7", 0, 0},
                     AddressRow{"Eight", "1.2.3.4, 5.6.7.8", Address(1, 2, 3, 4), Address(5, 6, 7, 8)},
+                    AddressRow{"QuotedBlankAheadOfADot", "\"1 .2.3.4\"", 0, 0},
                     AddressRow{"SpilledOctet", "256.1.1.1", Address(0, 1, 1, 1), 0}),
     [](const auto& row) { return row.param.name; });
 
@@ -661,6 +663,16 @@ TEST_F(LocalReader, ALineWithBothOfflineTagsMarksDevicesOfBothTypes) {
     Load("0123456789 5, CamerasOffline = SensorsOffline =\n");
     EXPECT_TRUE(Local().bDeviceOffline[CAPTURE_DEVICE_CAMERA][5]);
     EXPECT_TRUE(Local().bDeviceOffline[CAPTURE_DEVICE_SENSOR][5]);
+}
+
+TEST_F(LocalReader, ANodeIdOrAddressLineWithAnOfflineTagIsTheIdOrAddressAlone) {
+    // The eleventh character is a digit, which an offline list would take for a device.
+    EXPECT_EQ(LoadLocal("NodeID=0001camerasoffline=\n"), 2);
+    EXPECT_EQ(Local().uiNodeID, 1U);
+    EXPECT_FALSE(Local().bDeviceOffline[CAPTURE_DEVICE_CAMERA][1]);
+    Load("IP=11.2.3.45 camerasoffline=\n");
+    EXPECT_EQ(Local().uiIP[0], Address(11, 2, 3, 45));
+    EXPECT_FALSE(Local().bDeviceOffline[CAPTURE_DEVICE_CAMERA][45]);
 }
 
 TEST_F(LocalReader, ASingularOfflineTagIsNoOfflineList) {
@@ -896,6 +908,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ModelRow{"EmptySecondValueIsIgnored", "CameraModel=a,b\nCameraModel1=\"c\",\"\"", "a/b*4", 2},
                     ModelRow{"EmptyFirstValueIsIgnored", "CameraModel=a,b\nCameraModel=\"\",\"c\"", "a/b*4", 2},
                     ModelRow{"NoEqualsSignIsIgnored", "CameraModel=a,b\nCameraModel1 c,d", "a/b*4", 2},
+                    ModelRow{"QuotedBlankAheadOfTheEqualsSignIsIgnored", "CameraModel=a,b\nCameraModel1\" \"=c,d",
+                             "a/b*4", 2},
                     ModelRow{"NumberBehindTextIsIgnored", "CameraModel=a,b\nCameraModelx1=c,d", "a/b*4", 2}),
     [](const auto& row) { return row.param.name; });
 
@@ -924,6 +938,7 @@ INSTANTIATE_TEST_SUITE_P(OfEveryForm, MacLines,
                                          MacRow{"NegativeByteWraps", "-1:0:0:0:0:1", 0xFF0000000001},
                                          MacRow{"TextBehind", "1:2:3:4:5:6:7", 0x010203040506},
                                          MacRow{"Five", "1:2:3:4:5", 0}, MacRow{"FiveAndAColon", "1:2:3:4:5:", 0},
+                                         MacRow{"QuotedBlankAheadOfAColon", "1\" \":2:3:4:5:6", 0},
                                          MacRow{"Hyphens", "1-2-3-4-5-6", 0}, MacRow{"NoDigit", "g:2:3:4:5:6", 0},
                                          MacRow{"Zeros", "0:0:0:0:0:0", 0}, MacRow{"Empty", "", 0}),
                          [](const auto& row) { return row.param.name; });
@@ -1099,6 +1114,30 @@ TEST_F(LocalReader, ADirectoryInTheFilesPlaceDeliversNothingAndEndsTheReading) {
     std::filesystem::create_directory(Path("local.cfg"));
     EXPECT_EQ(ConfigLib_Load_Local(), 0);
     EXPECT_EQ(Logged(), Messages{"Config: 'NodeID' is not defined"});
+}
+
+TEST_F(LocalReader, AStorageTagWithAQuotedBlankAheadOfTheEqualsSignIsIgnored) {
+    Load("RecordingStorage1\" \"= /a\n");
+    EXPECT_EQ(Local().uiRecordingStorageCount, 0U);
+}
+
+TEST_F(LocalReader, AReloadKeepsTheStorageOfTheSectionLists) {
+    Load(Whole("[Camera]") + "[Sensor]\nCaptureDevice=a,b\n");
+    const std::size_t cameras = Cameras().capacity();
+    const std::size_t sensors = Sensors().capacity();
+    Load("");
+    EXPECT_EQ(Sections(), "");
+    EXPECT_GE(Cameras().capacity(), cameras);
+    EXPECT_GE(Sensors().capacity(), sensors);
+    EXPECT_GT(cameras + sensors, 1U);
+}
+
+TEST_F(LocalReader, ANodeBehindTheTablesOfAClientsRecordOwnsNothing) {
+    Global().uiNodeCount = 100;
+    EXPECT_EQ(LoadLocal("NodeID = 65\n[Camera]\n"), 1);
+    EXPECT_EQ(Logged(), Messages{"Config: Correct Global config is required to process Local configuration"});
+    EXPECT_EQ(LoadLocal("NodeID = 100\n"), 2);
+    EXPECT_EQ(Local().uiNodeID, 100U);
 }
 
 TEST_F(LocalReader, ASecondLoadReplacesTheFirst) {

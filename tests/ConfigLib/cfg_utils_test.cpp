@@ -156,22 +156,28 @@ TEST_F(ConfigUtils, IndexTwoSelectsLocal2AndStopsTheGlobalSaveThatStillReportsSu
     EXPECT_FALSE(Has("global.cfg.temp"));
 }
 
-TEST_F(ConfigUtils, IndexTwelveSelectsTwoDigitFileNames) {
-    UseIndex(12);
+class FilesOfIndex : public ConfigUtils, public testing::WithParamInterface<unsigned int> {};
+
+TEST_P(FilesOfIndex, HaveTheNumberInTheirNames) {
+    const std::string name = "local" + std::to_string(GetParam()) + ".cfg";
+    UseIndex(GetParam());
     ASSERT_EQ(LoadGlobal("ClusterName = a\nNodeCount = 2\n"), 2);
-    Put("local12.cfg", "NodeID = 1\n");
+    Put(name, "NodeID = 1\n");
     EXPECT_EQ(ConfigLib_Load_Local(), 2);
     EXPECT_TRUE(ConfigLib_Save_Local(&Local()));
-    EXPECT_EQ(Get("local12.cfg"), "NodeID = 1\n\n\n\n");
-    EXPECT_FALSE(Has("local12.cfg.tmp"));
+    EXPECT_EQ(Get(name), "NodeID = 1\n\n\n\n");
+    EXPECT_FALSE(Has(name + ".tmp"));
     EXPECT_FALSE(Has("local.cfg"));
 }
+
+INSTANTIATE_TEST_SUITE_P(OfEveryLength, FilesOfIndex, testing::Values(12, 100, 4294967295));
 
 TEST_F(ConfigUtils, LocationIsTheProgramDataPathAndTheFixedFolder) {
     test_support::SetProgramDataPath("/etc");
     char location[1024];
     ConfigFile_Utils_GetConfigFileLocation(location);
     EXPECT_STREQ(location, "/etc/Orvan/Config/Server/");
+    EXPECT_EQ(test_support::ProgramDataPathSize(), 1024U);
 }
 
 TEST_F(ConfigUtils, WithoutAProgramDataPathTheLocationIsDirectlyUnderTheRoot) {

@@ -13,6 +13,7 @@ struct Answer {
     bool writes;
     int error;
     std::string text;
+    unsigned int size = 0;
 };
 
 // Never freed: a thread or an exit handler may still ask while the program ends.
@@ -35,10 +36,15 @@ void FailProgramDataPath(int error, const std::string& leftover) {
     TheAnswer() = {false, true, error, leftover};
 }
 
+unsigned int ProgramDataPathSize() {
+    return TheAnswer().size;
+}
+
 }  // namespace test_support
 
 int OS_GetProgramDataPath(char* buffer, unsigned int size) {
-    const test_support::Answer& answer = test_support::TheAnswer();
+    test_support::Answer& answer = test_support::TheAnswer();
+    answer.size = size;
     if (answer.writes) {
         std::snprintf(buffer, size, "%s", answer.text.c_str());
     }

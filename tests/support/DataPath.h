@@ -15,4 +15,7 @@ void FailProgramDataPath(int error);
 // From now on it fails with the error number `error` after it has written `leftover` to the buffer.
 void FailProgramDataPath(int error, const std::string& leftover);
 
+// The size of the buffer that it was called with last.
+unsigned int ProgramDataPathSize();
+
 }  // namespace test_support
