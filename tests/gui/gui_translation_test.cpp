@@ -1,11 +1,13 @@
 // The translation of X events into the toolkit's input, event by event, on a real connection. What the form has no
 // widget for is seen here: double clicks, mode keys, a grabbed pointer.
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <nuklear.h>
 
 // The backend stands behind the toolkit's header, as in the program.
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,7 +20,25 @@ namespace {
 bool g_clockSet = false;
 bool g_clockFails = false;
 long long g_milliseconds = 0;
+long long g_microseconds = 0;  // on top of those
+long long g_readingTakes = 0;  // milliseconds that go by with each reading
 int g_clockReadings = 0;
+
+// The calls that have no effect to be seen from outside, as the backend made them.
+std::vector<std::string> g_calls;
+
+template <typename... Arguments>
+std::string Call(const char* name, Arguments... arguments) {
+    std::ostringstream text;
+    text << name;
+    ((text << ' ' << arguments), ...);
+    return text.str();
+}
+
+template <typename Function>
+Function* Next(Function*, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 
 }  // namespace
 
@@ -31,9 +51,43 @@ extern "C" int gettimeofday(timeval* now, void*) noexcept {
     }
     ++g_clockReadings;
     now->tv_sec = g_clockSet ? g_milliseconds / 1000 : real.tv_sec;
-    now->tv_usec = g_clockSet ? g_milliseconds % 1000 * 1000 : real.tv_nsec / 1000;
+    now->tv_usec = g_clockSet ? g_milliseconds % 1000 * 1000 + g_microseconds : real.tv_nsec / 1000;
+    g_milliseconds += g_readingTakes;
     return 0;
 }
+
+// The library's own functions stand behind those whose effect or answer is looked at too.
+extern "C" {
+
+int XDefineCursor(Display* display, Window window, Cursor cursor) {
+    g_calls.push_back(Call("XDefineCursor", display, window, cursor));
+    return 1;
+}
+
+int XUndefineCursor(Display* display, Window window) {
+    g_calls.push_back(Call("XUndefineCursor", display, window));
+    return 1;
+}
+
+int XRefreshKeyboardMapping(XMappingEvent* event) {
+    g_calls.push_back(Call("XRefreshKeyboardMapping", event));
+    return 1;
+}
+
+int XWarpPointer(Display* display, Window from, Window to, int fromX, int fromY, unsigned int width,
+                 unsigned int height, int x, int y) {
+    g_calls.push_back(Call("XWarpPointer", display, from, to, fromX, fromY, width, height, x, y));
+    static auto* const next = Next(&XWarpPointer, "XWarpPointer");
+    return next(display, from, to, fromX, fromY, width, height, x, y);
+}
+
+int XLookupString(XKeyEvent* event, char* text, int size, KeySym* symbol, XComposeStatus* status) {
+    g_calls.push_back(Call("XLookupString", event, size, symbol != nullptr, status));
+    static auto* const next = Next(&XLookupString, "XLookupString");
+    return next(event, text, size, symbol, status);
+}
+
+}  // extern "C"
 
 namespace gui {
 namespace {
@@ -58,6 +112,9 @@ protected:
         g_clockSet = true;
         g_clockFails = false;
         g_milliseconds = 1'700'000'000'000;
+        g_microseconds = 0;
+        g_readingTakes = 0;
+        g_calls.clear();
     }
 
     ~Translation() override {
@@ -122,6 +179,19 @@ protected:
         }
         return keys;
     }
+
+    // Where the X pointer stands in the window.
+    static Point Pointer() {
+        ::Window root = 0;
+        ::Window child = 0;
+        int rootX = 0;
+        int rootY = 0;
+        Point at;
+        unsigned int mask = 0;
+        XQueryPointer(x11.dpy, x11.win, &root, &child, &rootX, &rootY, &at.x, &at.y, &mask);
+        return at;
+    }
+    static std::string WarpTo(int x, int y) { return Call("XWarpPointer", x11.dpy, None, x11.win, 0, 0, 0, 0, x, y); }
 
     // A whole click with this long from the press of the one before.
     static bool DoubleAfter(long long milliseconds) {
@@ -240,6 +310,61 @@ TEST_F(Translation, KeysThatNoStrokeReachesStayUp) {
     }
 }
 
+// The text of a press.
+
+TEST_F(Translation, PressIsLookedUpOnceIntoThirtyTwoBytesWithoutComposing) {
+    XEvent event{};
+    event.xkey.type = KeyPress;
+    event.xkey.display = x11.dpy;
+    event.xkey.window = x11.win;
+    event.xkey.keycode = XKeysymToKeycode(x11.dpy, XK_a);
+    nk_x11_handle_event(&event);
+    const XComposeStatus* const none = nullptr;
+    EXPECT_EQ(g_calls, std::vector<std::string>{Call("XLookupString", &event.xkey, 32, true, none)});
+}
+
+TEST_F(Translation, ReleaseAndKeysOfTheirOwnAreNotLookedUp) {
+    Up(XK_a);
+    Down(XK_Left);
+    Down(XK_c, ControlMask);
+    EXPECT_EQ(g_calls, std::vector<std::string>());
+}
+
+// The texts that a key may be given, and what the toolkit's input holds of them: bytes of UTF-8, whatever they are
+// meant as.
+struct LookedUp {
+    const char* name;
+    std::string text;
+    std::string taken;
+};
+
+void PrintTo(const LookedUp& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class LookedUpText : public Translation, public testing::WithParamInterface<LookedUp> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    , LookedUpText,
+    testing::Values(LookedUp{"TwoBytes", "\303\251", "\303\251"},
+                    LookedUp{"ThreeBytes", "\342\202\254", "\342\202\254"},
+                    LookedUp{"SeveralGlyphs", "\303\251xyz", "\303\251"}, LookedUp{"SeveralLetters", "abc", "a"},
+                    // A lone byte of Latin-1: one byte of the replacement character, as the toolkit counts it.
+                    LookedUp{"Latin1", "\351", "\357"}),
+    [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(LookedUpText, GivesItsFirstGlyphDecodedAsUtf8) {
+    const std::string& text = GetParam().text;
+    const auto rebind = [](const std::string& bytes) {
+        XRebindKeysym(x11.dpy, XK_F9, nullptr, 0, reinterpret_cast<const unsigned char*>(bytes.data()),
+                      static_cast<int>(bytes.size()));
+    };
+    rebind(text);
+    EXPECT_EQ(Down(XK_F9), 1);
+    rebind("");
+    EXPECT_EQ(Text(), GetParam().taken);
+}
+
 // Double clicks, with the clock driven by hand.
 
 TEST_F(Translation, FirstPressAfterTheStartIsNoDoubleClick) {
@@ -291,6 +416,40 @@ TEST_F(Translation, PressReadsTheClockTwiceAndTheReleaseNot) {
     Button(ButtonRelease, Button1);
     EXPECT_EQ(g_clockReadings, 2);
     EXPECT_EQ(x11.last_button_click, g_milliseconds);
+}
+
+TEST_F(Translation, MicrosecondsOfTheClockAreCutToMilliseconds) {
+    DoubleAfter(0);
+    g_microseconds = 999;
+    EXPECT_FALSE(DoubleAfter(20));
+    EXPECT_EQ(x11.last_button_click, g_milliseconds);
+    g_microseconds = 1;
+    EXPECT_TRUE(DoubleAfter(199));
+    EXPECT_EQ(x11.last_button_click, g_milliseconds);
+}
+
+TEST_F(Translation, FirstReadingIsComparedAndTheSecondOneStored) {
+    const long long start = g_milliseconds;
+    g_readingTakes = 10;
+    Button(ButtonPress, Button1);
+    EXPECT_EQ(x11.last_button_click, start + 10);
+    Button(ButtonRelease, Button1);
+    // 199 milliseconds at the first reading, 209 at the second.
+    g_milliseconds = start + 10 + 199;
+    Button(ButtonPress, Button1);
+    EXPECT_NE(Mouse(NK_BUTTON_DOUBLE).down, 0);
+    EXPECT_EQ(x11.last_button_click, start + 10 + 209);
+}
+
+TEST_F(Translation, DoubleClickIsAtThePlaceOfItsPressAndOfItsRelease) {
+    DoubleAfter(0);
+    g_milliseconds += 100;
+    Button(ButtonPress, Button1, 11, 22);
+    EXPECT_EQ(Mouse(NK_BUTTON_DOUBLE).clicked_pos.x, 11.0F);
+    EXPECT_EQ(Mouse(NK_BUTTON_DOUBLE).clicked_pos.y, 22.0F);
+    Button(ButtonRelease, Button1, 33, 44);
+    EXPECT_EQ(Mouse(NK_BUTTON_DOUBLE).clicked_pos.x, 33.0F);
+    EXPECT_EQ(Mouse(NK_BUTTON_DOUBLE).clicked_pos.y, 44.0F);
 }
 
 TEST_F(Translation, ReleaseEndsTheDoubleClickAndTheClick) {
@@ -379,18 +538,13 @@ TEST_F(Translation, GrabbedPointerStaysWhileTheDeltaShowsTheMotion) {
     EXPECT_EQ(x11.ctx.input.mouse.pos.y, 50.0F);
     EXPECT_EQ(x11.ctx.input.mouse.delta.x, 7.0F);
     EXPECT_EQ(x11.ctx.input.mouse.delta.y, 3.0F);
-    // The X pointer is put back as well: the window stands at 20, 10.
-    ::Window root = 0;
-    ::Window child = 0;
-    int rootX = 0, rootY = 0, x = 0, y = 0;
-    unsigned int mask = 0;
-    XQueryPointer(x11.dpy, x11.win, &root, &child, &rootX, &rootY, &x, &y, &mask);
-    EXPECT_EQ(x, 40);
-    EXPECT_EQ(y, 50);
-    EXPECT_EQ(rootX, 60);
+    // The X pointer is put back as well.
+    EXPECT_EQ(g_calls, std::vector<std::string>{WarpTo(40, 50)});
+    EXPECT_EQ(Pointer().x, 40);
+    EXPECT_EQ(Pointer().y, 50);
 }
 
-TEST_F(Translation, PendingGrabIsClearedByAnyEvent) {
+TEST_F(Translation, PendingGrabHidesThePointerWithAnyEvent) {
     x11.ctx.input.mouse.grab = 1;
     x11.ctx.input.mouse.ungrab = 1;
     XEvent event{};
@@ -399,22 +553,35 @@ TEST_F(Translation, PendingGrabIsClearedByAnyEvent) {
     EXPECT_EQ(x11.ctx.input.mouse.grab, 0);
     // One of the two at a time, hiding first.
     EXPECT_EQ(x11.ctx.input.mouse.ungrab, 1);
+    EXPECT_EQ(g_calls, std::vector<std::string>{Call("XDefineCursor", x11.dpy, x11.win, x11.cursor)});
 }
 
-TEST_F(Translation, PendingUngrabWarpsToTheTruncatedPosition) {
+TEST_F(Translation, PendingUngrabWarpsToTheTruncatedPositionAndThenShowsThePointer) {
     x11.ctx.input.mouse.pos = {30.9F, 40.2F};
     x11.ctx.input.mouse.ungrab = 1;
     XEvent event{};
     event.type = ConfigureNotify;
     EXPECT_EQ(nk_x11_handle_event(&event), 0);
     EXPECT_EQ(x11.ctx.input.mouse.ungrab, 0);
-    ::Window root = 0;
-    ::Window child = 0;
-    int rootX = 0, rootY = 0, x = 0, y = 0;
-    unsigned int mask = 0;
-    XQueryPointer(x11.dpy, x11.win, &root, &child, &rootX, &rootY, &x, &y, &mask);
-    EXPECT_EQ(x, 30);
-    EXPECT_EQ(y, 40);
+    EXPECT_EQ(g_calls, (std::vector<std::string>{WarpTo(30, 40), Call("XUndefineCursor", x11.dpy, x11.win)}));
+    EXPECT_EQ(Pointer().x, 30);
+    EXPECT_EQ(Pointer().y, 40);
+}
+
+TEST_F(Translation, PendingUngrabIsDealtWithBeforeTheMotionThatBringsIt) {
+    Motion(30, 40);
+    x11.ctx.input.mouse.ungrab = 1;
+    Motion(70, 80);
+    EXPECT_EQ(g_calls, (std::vector<std::string>{WarpTo(30, 40), Call("XUndefineCursor", x11.dpy, x11.win)}));
+    EXPECT_EQ(x11.ctx.input.mouse.pos.x, 70.0F);
+    EXPECT_EQ(x11.ctx.input.mouse.pos.y, 80.0F);
+}
+
+TEST_F(Translation, PointerIsLeftAloneWhereNothingIsPending) {
+    Motion(40, 50);
+    Button(ButtonPress, Button1);
+    Button(ButtonRelease, Button1);
+    EXPECT_EQ(g_calls, std::vector<std::string>());
 }
 
 TEST_F(Translation, OtherEventsAreNotUsed) {
@@ -426,11 +593,12 @@ TEST_F(Translation, OtherEventsAreNotUsed) {
     }
 }
 
-TEST_F(Translation, KeymapEventIsUsed) {
+TEST_F(Translation, KeymapEventRefreshesTheKeyboardMapping) {
     XEvent event{};
     event.xkeymap.type = KeymapNotify;
     event.xkeymap.display = x11.dpy;
     EXPECT_EQ(nk_x11_handle_event(&event), 1);
+    EXPECT_EQ(g_calls, std::vector<std::string>{Call("XRefreshKeyboardMapping", &event.xmapping)});
 }
 
 TEST_F(Translation, HeldKeyStaysDownFromFrameToFrame) {
