@@ -49,6 +49,13 @@ WORDS = [
     b"nodesoffline=1", b"x5,nodesoffline=7", b"sensorsoffline=1", b"a=b", b"[x]", b"tab\there", b"\x01\x7f\x80",
     b" ", b"  ", b"%s%n", b"'q'", b"CamerasOffline=3", b"=", b"-", b"0", b"\r", b"z\xff", b"1,2,3", b"/a/b/c",
 ]
+# Besides comments: one form inside another, and blanks that quotes keep ahead of a mark.
+STRAY_LINES = [
+    b"", b" \t\r", b"# note", b"Unknown = 3", b"\"", b"\"\"", b"\x00", b"=",
+    b"NodeCount = 2, 77nodesoffline=1", b"NodeID=0001camerasoffline=", b"IP=11.2.3.45 camerasoffline=",
+    b'IP = "1 .2.3.4"', b'RecordingStorage1" "= /a', b'[Camera 1" "]', b'CameraMAC1 = 1" ":2:3:4:5:6',
+    b'CameraModel1" "= m, p',
+]
 LENGTHS = [1, 2, 3, 30, 31, 32, 33, 62, 63, 64, 65, 66, 70, 100, 500, 1000, 1020, 1021, 1022, 1023, 1024, 1025, 1030]
 BUFFERS = {"global": 1184, "local": 2048, "device": 1024}
 
@@ -344,7 +351,7 @@ class Maker:
             elif action == 1:
                 del lines[at]
             elif action == 2:
-                lines.insert(at, r.choice([b"", b" \t\r", b"# note", b"Unknown = 3", b"\"", b"\"\"", b"\x00", b"="]))
+                lines.insert(at, r.choice(STRAY_LINES))
             elif action == 3:
                 other = r.randrange(len(lines))
                 lines[at], lines[other] = lines[other], lines[at]
