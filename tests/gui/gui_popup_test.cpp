@@ -36,6 +36,34 @@ protected:
         return session.Reads(session.At().DriveRowText(row), text, on ? colour::kHighlight : colour::kPopupList);
     }
 
+    static std::vector<std::string> Numbered(int count) {
+        std::vector<std::string> drives;
+        for (int i = 1; i <= count; ++i) {
+            drives.push_back("/mnt/d" + std::to_string(i));
+        }
+        return drives;
+    }
+
+    // Leaves the pointer beside the rows, so that none is hovered.
+    static void OpenDrives(Session& session) {
+        session.Click(session.At().select);
+        session.MoveTo(session.At().driveCaption);
+    }
+
+    static void OpenDrivesAtTheEnd(Session& session) {
+        session.Click(session.At().select);
+        session.MoveTo(session.At().driveListContent);
+        for (int i = 0; i < 10; ++i) {
+            session.Notch(5);
+        }
+    }
+    // At the end of its way the last row, which is 0 here, stands one spacing above the list's lower end.
+    static Point RowFromTheEnd(Session& session, int row) {
+        const Rect content = session.At().driveListContent;
+        const float pitch = session.At().DriveRow(1).y - session.At().DriveRow(0).y;
+        return {content.Centre().x, static_cast<int>(content.y + content.h - 12 - static_cast<float>(row) * pitch)};
+    }
+
     Machine machine_;
 };
 
@@ -47,8 +75,7 @@ TEST_F(DriveForm, RowsShowMountPointAndFreeSpaceInTheTablesOrder) {
     machine_.Drive("/mnt/alpha", 40960);
     Files("/mnt/zeta/", {"/mnt/alpha/"});
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(session.Reads(session.At().driveCaption, "Select drives to use for recordings", colour::kPopup));
     EXPECT_TRUE(Row(session, 0, "/mnt/zeta (1.00 MB)", false));
     EXPECT_TRUE(Row(session, 1, "/media/usb (1.50 MB)", false));
@@ -59,16 +86,14 @@ TEST_F(DriveForm, FullDriveHasZeroBytesInItsLabel) {
     machine_.Drive("/mnt/full", 8192);
     machine_.Write("/mnt/full/ballast", std::string(8192, 'x'));
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 0, "/mnt/full (0.00 B)", false));
 }
 
 TEST_F(DriveForm, MissingMountPointKeepsItsRowWithMinusOneByte) {
     machine_.MountTable("device /mnt/gone ext4 rw 0 0\n");
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 0, "/mnt/gone (-1.00 B)", false));
 }
 
@@ -81,8 +106,7 @@ TEST_F(DriveForm, OnlyMountPointsWithMntOrMediaInThemAreOffered) {
         "d5 /mnt2 ext4 rw 0 0\n"
         "d6 /media/mnt/both ext4 rw 0 0\n");
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 0, "/home/user/media (-1.00 B)", false));
     EXPECT_TRUE(Row(session, 1, "/mnt2 (-1.00 B)", false));
     EXPECT_TRUE(Row(session, 2, "/media/mnt/both (-1.00 B)", false));
@@ -110,15 +134,12 @@ TEST_F(DriveForm, CommaOfTheLocaleIsSeenInTheLabels) {
     options.environment["LC_ALL"] = "de_DE.UTF-8";
     options.environment["LOCPATH"] = CommaLocaleFolder();
     Session session(machine_, options);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 0, "/mnt/a (1,50 MB)", false));
 }
 
 TEST_F(DriveForm, MountPointTwiceInTheTableGivesTwoSelectedRowsAndTwoSavedLines) {
-    machine_.Drive("/mnt/twice", 1 << 20);
-    machine_.Drive("/mnt/twice", 1 << 20);
-    machine_.Drive("/mnt/other", 1 << 20);
+    machine_.Drives({"/mnt/twice", "/mnt/twice", "/mnt/other"});
     Files("/mnt/other/", {"/mnt/twice/"});
     Session session(machine_, kFullHd);
     EXPECT_TRUE(Summary(session, "/mnt/twice; /mnt/twice"));
@@ -126,19 +147,18 @@ TEST_F(DriveForm, MountPointTwiceInTheTableGivesTwoSelectedRowsAndTwoSavedLines)
     ExpectSaved("/mnt/other", {"/mnt/twice", "/mnt/twice"});
 }
 
-TEST_F(DriveForm, GeneralStorageThatStandsTwiceIsTheSecondRow) {
-    machine_.Drive("/mnt/twice", 1 << 20);
-    machine_.Drive("/mnt/twice", 1 << 20);
-    Files("/mnt/twice/", {});
+TEST_F(DriveForm, LastOfTheRowsThatMatchTheGeneralStorageIsShownAndSaved) {
+    // Once loaded the path ends in a slash: the first row is that text, the second one is it without the slash.
+    machine_.MountTable("d1 /mnt/x/ ext4 rw 0 0\nd2 /mnt/x ext4 rw 0 0\nd3 /mnt/other ext4 rw 0 0\n");
+    Files("/mnt/x", {});
     Session session(machine_, kFullHd);
-    EXPECT_TRUE(General(session, "/mnt/twice"));
+    EXPECT_TRUE(General(session, "/mnt/x"));
     ApplyAndEnd(session);
-    ExpectSaved("/mnt/twice", {});
+    ExpectSaved("/mnt/x", {});
 }
 
 TEST_F(DriveForm, TwoRowsOfOneMountPointAsGeneralAndRecordingStorageClash) {
-    machine_.Drive("/mnt/twice", 1 << 20);
-    machine_.Drive("/mnt/twice", 1 << 20);
+    machine_.Drives({"/mnt/twice", "/mnt/twice"});
     Files("/mnt/twice/", {});
     Session session(machine_, kFullHd);
     // The general storage is the second row; only the first one is flagged.
@@ -164,11 +184,20 @@ TEST_F(DriveForm, RecordingStorageOfASlashMatchesNothing) {
     EXPECT_TRUE(Summary(session, ""));
 }
 
-TEST_F(DriveForm, EmptyGeneralStorageShowsTheFirstDrive) {
-    machine_.Drives({"/mnt/a", "/mnt/b"});
+TEST_F(DriveForm, EmptyGeneralStorageIsTheFirstDriveAlsoWhereADriveHasTheNameOfTheDefault) {
+    machine_.Drives({"/mnt/a", "/mnt/c"});
     Files("", {});
     Session session(machine_, kFullHd);
     EXPECT_TRUE(General(session, "/mnt/a"));
+    ApplyAndEnd(session);
+    ExpectSaved("/mnt/a", {});
+}
+
+TEST_F(DriveForm, MissingGlobalFileLeavesTheFirstDriveAsGeneralStorage) {
+    machine_.Drives({"/mnt/a", "/mnt/c"});
+    Session session(machine_, kFullHd);
+    ApplyAndEnd(session);
+    EXPECT_EQ(machine_.Global(), GlobalFile("The Recorder", 1, "/mnt/a"));
 }
 
 TEST_F(DriveForm, GeneralStorageThatIsNotMountedIsReplacedByTheFirstDrive) {
@@ -197,6 +226,32 @@ TEST_F(DriveForm, RecordingStorageThatIsNotMountedIsNotShownAndGoneAfterApply) {
     ExpectSaved("/mnt/a", {"/mnt/b"});
 }
 
+TEST_F(DriveForm, AsManyRecordingStoragesAreLookedAtAsThereAreLinesOfThem) {
+    machine_.Drives({"/mnt/a", "/mnt/b", "/mnt/c"});
+    Files("/mnt/c/", {});
+    // Two lines: the second number is not defined, and the third one is not reached.
+    machine_.Local("NodeID = 1\nRecordingStorage1 = \"/mnt/a/\"\nRecordingStorage3 = \"/mnt/b/\"\n");
+    Session session(machine_, kFullHd);
+    EXPECT_TRUE(Summary(session, "/mnt/a"));
+    ApplyAndEnd(session);
+    ExpectSaved("/mnt/c", {"/mnt/a"});
+}
+
+TEST_F(DriveForm, BlankAtTheEndOfAMountPointIsPartOfItsName) {
+    machine_.MountTable("d1 /mnt/a ext4 rw 0 0\nd2 /mnt/x\\040 ext4 rw 0 0\n");
+    {
+        Files("/mnt/x /", {});
+        Session session(machine_, kFullHd);
+        ApplyAndEnd(session);
+        ExpectSaved("/mnt/x ", {});
+    }
+    Files("/mnt/a/", {"/mnt/x /"});
+    Session session(machine_, kFullHd);
+    EXPECT_TRUE(Summary(session, "/mnt/x "));
+    ApplyAndEnd(session);
+    ExpectSaved("/mnt/a", {"/mnt/x "});
+}
+
 TEST_F(DriveForm, ComparisonOfPathsIsByteForByte) {
     machine_.Drives({"/mnt/a", "/mnt/disk"});
     Files("/mnt/DISK/", {"/mnt/Disk/"});
@@ -216,8 +271,7 @@ TEST_F(DriveForm, DriveMountedWhileTheFormIsUpIsNotNoticed) {
     machine_.Drive("/mnt/a");
     Session session(machine_, kFullHd);
     machine_.Drive("/mnt/late");
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 0, "/mnt/a (1.00 MB)", false));
     EXPECT_TRUE(Row(session, 1, "", false));
 }
@@ -253,8 +307,7 @@ TEST_F(DriveForm, NoDriveSavesAnEmptyGeneralStorageAndNoRecordingLine) {
 TEST_F(DriveForm, PopupWithoutDrivesIsAnEmptyListAndOkLeavesTheSummaryEmpty) {
     Files("", {});
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(DrivePopupIsUp(session));
     const Rect inside{session.At().driveList.x + 5, session.At().driveList.y + 5, session.At().driveList.w - 10,
                       session.At().driveList.h - 10};
@@ -294,8 +347,7 @@ TEST_F(DriveForm, NextOpeningShowsTheRowsThatCancelKept) {
     Files("/mnt/a/", {});
     Session session(machine_, kFullHd);
     SwitchDrives(session, {1}, session.At().driveCancel);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveCaption);
+    OpenDrives(session);
     EXPECT_TRUE(Row(session, 1, "/mnt/b (1.00 MB)", true));
     session.Click(session.At().driveOk);
     EXPECT_TRUE(Summary(session, "/mnt/b"));
@@ -340,11 +392,7 @@ TEST_F(DriveForm, SummaryShowsWhatFitsIntoItsCell) {
 }
 
 TEST_F(DriveForm, LongListScrollsWithTheWheel) {
-    std::vector<std::string> drives;
-    for (int i = 1; i <= 20; ++i) {
-        drives.push_back("/mnt/d" + std::to_string(i));
-    }
-    machine_.Drives(drives);
+    machine_.Drives(Numbered(20));
     Files("/mnt/d1/", {});
     Session session(machine_, kFullHd);
     session.Click(session.At().select);
@@ -360,21 +408,11 @@ TEST_F(DriveForm, LongListScrollsWithTheWheel) {
 }
 
 TEST_F(DriveForm, LastRowOfALongListIsReachedWithTheWheelAndTheFirstAgain) {
-    std::vector<std::string> drives;
-    for (int i = 1; i <= 20; ++i) {
-        drives.push_back("/mnt/d" + std::to_string(i));
-    }
-    machine_.Drives(drives);
+    machine_.Drives(Numbered(20));
     Files("/mnt/d1/", {});
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveListContent);
-    for (int i = 0; i < 10; ++i) {
-        session.Notch(5);
-    }
-    const Rect content = session.At().driveListContent;
-    // At the end of its way the last row stands one spacing above the list's lower end.
-    session.Click(Point{content.Centre().x, static_cast<int>(content.y + content.h) - 12});
+    OpenDrivesAtTheEnd(session);
+    session.Click(RowFromTheEnd(session, 0));
     for (int i = 0; i < 10; ++i) {
         session.Notch(4);
     }
@@ -384,24 +422,15 @@ TEST_F(DriveForm, LastRowOfALongListIsReachedWithTheWheelAndTheFirstAgain) {
 }
 
 TEST_F(DriveForm, SixteenDrivesAreAllWritten) {
-    std::vector<std::string> drives;
-    for (int i = 1; i <= 17; ++i) {
-        drives.push_back("/mnt/d" + std::to_string(i));
-    }
+    const std::vector<std::string> drives = Numbered(17);
     machine_.Drives(drives);
     machine_.Drive("/mnt/general");
     const std::vector<std::string> fifteen(drives.begin(), drives.begin() + 15);
     Files("/mnt/general/", fifteen);
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveListContent);
-    for (int i = 0; i < 10; ++i) {
-        session.Notch(5);
-    }
-    const Rect content = session.At().driveListContent;
-    const float pitch = session.At().DriveRow(1).y - session.At().DriveRow(0).y;
+    OpenDrivesAtTheEnd(session);
     // From the end: the general storage, the seventeenth drive, the sixteenth.
-    session.Click(Point{content.Centre().x, static_cast<int>(content.y + content.h - 12 - 2 * pitch)});
+    session.Click(RowFromTheEnd(session, 2));
     session.Click(session.At().driveOk);
     ApplyAndEnd(session);
     const std::vector<std::string> sixteen(drives.begin(), drives.begin() + 16);
@@ -409,23 +438,14 @@ TEST_F(DriveForm, SixteenDrivesAreAllWritten) {
 }
 
 TEST_F(DriveForm, SeventeenthSelectedDriveIsDroppedWithoutAnAlert) {
-    std::vector<std::string> drives;
-    for (int i = 1; i <= 17; ++i) {
-        drives.push_back("/mnt/d" + std::to_string(i));
-    }
+    const std::vector<std::string> drives = Numbered(17);
     machine_.Drives(drives);
     machine_.Drive("/mnt/general");
     Files("/mnt/general/", std::vector<std::string>(drives.begin(), drives.begin() + 15));
     Session session(machine_, kFullHd);
-    session.Click(session.At().select);
-    session.MoveTo(session.At().driveListContent);
-    for (int i = 0; i < 10; ++i) {
-        session.Notch(5);
-    }
-    const Rect content = session.At().driveListContent;
-    const float pitch = session.At().DriveRow(1).y - session.At().DriveRow(0).y;
-    for (const float fromEnd : {2.0F, 1.0F}) {
-        session.Click(Point{content.Centre().x, static_cast<int>(content.y + content.h - 12 - fromEnd * pitch)});
+    OpenDrivesAtTheEnd(session);
+    for (const int fromEnd : {2, 1}) {
+        session.Click(RowFromTheEnd(session, fromEnd));
     }
     session.Click(session.At().driveOk);
     ApplyAndEnd(session);
@@ -433,11 +453,7 @@ TEST_F(DriveForm, SeventeenthSelectedDriveIsDroppedWithoutAnAlert) {
 }
 
 TEST_F(DriveForm, SixteenthSavedStorageIsRefusedAtTheNextStart) {
-    std::vector<std::string> drives;
-    for (int i = 1; i <= 16; ++i) {
-        drives.push_back("/mnt/d" + std::to_string(i));
-    }
-    Files("", drives);
+    Files("", Numbered(16));
     Session session(machine_, kFullHd);
     EXPECT_NE(machine_.Log().find("ERROR: Config: Invalid RecordingStorage number (16)\n"), std::string::npos);
 }
@@ -517,17 +533,36 @@ protected:
         machine_.Drives({"/mnt/a", "/mnt/b", "/mnt/c"});
         Files("/mnt/a/", {"/mnt/a/"});
     }
+
+    // Both lines of the text, and nothing in what is left of its cell.
+    static void ExpectItsText(Session& session) {
+        ASSERT_TRUE(AlertIsUp(session));
+        const std::string first = "General storage should be set to a different location than the ";
+        ASSERT_EQ(kAlertText.substr(0, first.size()), first);
+        const Layout& at = session.At();
+        EXPECT_TRUE(session.Reads(at.AlertLine(0), first, colour::kPopup));
+        EXPECT_TRUE(session.Reads(at.AlertLine(1), kAlertText.substr(first.size()), colour::kPopup));
+        // The lower ends of the second line's letters reach one pixel below it.
+        const float below = at.AlertLine(2).y + 1;
+        const Rect rest{at.alertText.x, below, at.alertText.w, at.alertText.y + at.alertText.h - below};
+        EXPECT_TRUE(session.Reads(rest, "", colour::kPopup));
+    }
 };
 
 TEST_F(Alert, SaysWhatIsWrong) {
     Session session(machine_, kFullHd);
     session.Click(session.At().apply);
-    ASSERT_TRUE(AlertIsUp(session));
-    const std::string first = "General storage should be set to a different location than the ";
-    ASSERT_EQ(kAlertText.substr(0, first.size()), first);
-    EXPECT_TRUE(session.Reads(session.At().AlertLine(0), first, colour::kPopup));
-    EXPECT_TRUE(session.Reads(session.At().AlertLine(1), kAlertText.substr(first.size()), colour::kPopup));
+    ExpectItsText(session);
     EXPECT_TRUE(session.Reads(session.At().ButtonText(session.At().alertOk), "OK", colour::kButton, Align::Centred));
+}
+
+TEST_F(Alert, SaysItOnceMoreAfterASecondApply) {
+    Session session(machine_, kFullHd);
+    session.Click(session.At().apply);
+    session.Click(session.At().alertOk);
+    ASSERT_FALSE(AlertIsUp(session));
+    session.Click(session.At().apply);
+    ExpectItsText(session);
 }
 
 TEST_F(Alert, HasTheSamePlaceAndSizeAtEveryScale) {
