@@ -1,7 +1,3 @@
-#include <fcntl.h>
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -67,35 +63,6 @@ TEST_F(LogTest, ALineThatComesWhenTheThreadHasJustEmptiedTheRingIsWritten) {
         ASSERT_EQ(Present(), std::string(kBanner) + "first\nlast\n");
     }
 }
-
-// A pipe whose buffer is full and that nobody reads.
-class FullPipe {
-public:
-    FullPipe() {
-        EXPECT_EQ(pipe2(m_ends, O_CLOEXEC | O_NONBLOCK), 0);
-        const char block[4096] = {};
-        while (write(m_ends[1], block, sizeof block) > 0) {
-        }
-        fcntl(m_ends[1], F_SETFL, 0);
-    }
-    ~FullPipe() {
-        close(m_ends[0]);
-        close(m_ends[1]);
-    }
-    FullPipe(const FullPipe&) = delete;
-    FullPipe& operator=(const FullPipe&) = delete;
-
-    int WritingEnd() const { return m_ends[1]; }
-
-    void Empty() const {
-        char block[4096];
-        while (read(m_ends[0], block, sizeof block) > 0) {
-        }
-    }
-
-private:
-    int m_ends[2] = {-1, -1};
-};
 
 TEST_F(LogTest, AThreadThatDoesNotEndWithin2000MillisecondsIsForcedDownAndTheTextInTheRingIsLost) {
     m_console.reset();

@@ -98,16 +98,8 @@ TEST_P(ExitTest, NeitherCrashesNorHangsWithTheStandardOutputInAPipe) {
 class BlockedExitTest : public LogTest, public testing::WithParamInterface<int> {};
 
 TEST_P(BlockedExitTest, AStandardOutputThatTakesNoTextDoesNotHoldUpTheEnd) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    const char block[4096] = {};
-    while (write(ends[1], block, sizeof block) > 0) {
-    }
-    fcntl(ends[1], F_SETFL, 0);
-    const pid_t child = Start(m_root.Path(), GetParam(), "blocked", ends[1]);
-    ExpectStatus0(child);
-    close(ends[0]);
-    close(ends[1]);
+    const FullPipe pipe;
+    ExpectStatus0(Start(m_root.Path(), GetParam(), "blocked", pipe.WritingEnd()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, BlockedExitTest, testing::Values(1, 30, 3000));

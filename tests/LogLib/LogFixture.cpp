@@ -1,5 +1,9 @@
 #include "LogFixture.h"
 
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -69,4 +73,23 @@ void RingTest::Drain() {
     g_bTerminateLog = true;
     OS_SetEvent(g_hLogEvent);
     EXPECT_EQ(LogThreadProc(g_pBuf), nullptr);
+}
+
+FullPipe::FullPipe() {
+    EXPECT_EQ(pipe2(m_ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const char block[4096] = {};
+    while (write(m_ends[1], block, sizeof block) > 0) {
+    }
+    fcntl(m_ends[1], F_SETFL, 0);
+}
+
+FullPipe::~FullPipe() {
+    close(m_ends[0]);
+    close(m_ends[1]);
+}
+
+void FullPipe::Empty() const {
+    char block[4096];
+    while (read(m_ends[0], block, sizeof block) > 0) {
+    }
 }

@@ -60,3 +60,21 @@ protected:
     // Takes all text to the outputs as the log thread does before it ends.
     static void Drain();
 };
+
+// A pipe whose buffer is full and that nobody reads: a write to it does not return. A program that is started does not
+// inherit it.
+class FullPipe {
+public:
+    FullPipe();
+    ~FullPipe();
+    FullPipe(const FullPipe&) = delete;
+    FullPipe& operator=(const FullPipe&) = delete;
+
+    int WritingEnd() const { return m_ends[1]; }
+
+    // Takes out what is in it, so that a write returns.
+    void Empty() const;
+
+private:
+    int m_ends[2] = {-1, -1};
+};
