@@ -1,9 +1,11 @@
 // "Apply": what it writes, in which order, and how it keeps silent about what fails.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "Scenario.h"
 
@@ -25,6 +27,19 @@ protected:
     void ExpectSaved(unsigned int recorders, unsigned int id) {
         EXPECT_EQ(machine_.Global(), GlobalFile("Site A", recorders, "/mnt/a"));
         EXPECT_EQ(machine_.Local(), LocalFile(id, {"/mnt/b"}));
+    }
+
+    // Takes an entry that is there to "No": other files first, to tell the writing of them from what they hold already.
+    void SwitchOffAndExpectTheRestDone() {
+        Session session(machine_, kFullHd);
+        EXPECT_TRUE(session.Reads(session.At().checkboxText, "Yes", colour::kWindow));
+        session.Pick(session.At().idCombo, 1, 5);
+        session.Pick(session.At().countCombo, 6, 8);
+        session.Click(session.At().checkbox);
+        ApplyAndEnd(session);
+        ExpectSaved(7, 2);
+        EXPECT_EQ(machine_.Log(), kNoCameraFile);
+        EXPECT_EQ(session.Run().ErrorOutput(), "");
     }
 
     std::string IdShown(Session& session) {
@@ -111,6 +126,26 @@ TEST_F(Apply, YesOverwritesAnEntryThatIsThereWithANewCopy) {
     EXPECT_EQ(machine_.Read(place::kAutostart), kStartEntryText);
 }
 
+// What is there is cut to zero length and written anew; it is not replaced by another file.
+TEST_F(Apply, YesKeepsTheModeOfAnEntryThatIsThere) {
+    machine_.Write(place::kAutostart, "an older entry\n", 0600);
+    Session session(machine_, kFullHd);
+    ApplyAndEnd(session);
+    EXPECT_EQ(machine_.Mode(place::kAutostart), 0600U);
+    EXPECT_EQ(machine_.Read(place::kAutostart), kStartEntryText);
+}
+
+TEST_F(Apply, YesWritesThroughALinkInTheEntrysPlace) {
+    const std::string target = "/etc/xdg/elsewhere.desktop";
+    machine_.Write(target, "an older entry\n");
+    machine_.Link(place::kAutostart, target);
+    Session session(machine_, kFullHd);
+    ApplyAndEnd(session);
+    EXPECT_TRUE(machine_.IsLink(place::kAutostart));
+    EXPECT_FALSE(machine_.IsLink(target));
+    EXPECT_EQ(machine_.Read(target), kStartEntryText);
+}
+
 TEST_F(Apply, YesCopiesEveryByteOfTheEntry) {
     std::string bytes;
     for (int i = 0; i < 70000; ++i) {
@@ -145,6 +180,20 @@ TEST_F(Apply, NoTakesADanglingLinkAway) {
     Session session(machine_, kFullHd);
     ApplyAndEnd(session);
     EXPECT_FALSE(machine_.Exists(place::kAutostart));
+}
+
+TEST_F(Apply, EntryThatCannotBeTakenAwayStaysAndTheFilesAreWritten) {
+    machine_.AutostartOn();
+    machine_.ReadOnly("/etc/xdg/autostart");
+    SwitchOffAndExpectTheRestDone();
+    EXPECT_EQ(machine_.Read(place::kAutostart), "an older entry\n");
+}
+
+TEST_F(Apply, FolderInTheEntrysPlaceStaysAndTheFilesAreWritten) {
+    ASSERT_EQ(mkdir(place::kAutostart.c_str(), 0755), 0);
+    SwitchOffAndExpectTheRestDone();
+    EXPECT_EQ(machine_.Files("/etc/xdg/autostart"), std::vector<std::string>{"StartRecordingServer.desktop"});
+    EXPECT_EQ(machine_.Files(place::kAutostart), std::vector<std::string>());
 }
 
 TEST_F(Apply, YesWithoutAStartEntryMakesAnEmptyOneWhichIsYesAtTheNextStart) {
@@ -262,6 +311,17 @@ TEST_F(Apply, OnlyTheGeneralStorageIsTrimmed) {
     EXPECT_EQ(machine_.Local(), LocalFile(1, {"/mnt/x/"}));
 }
 
+TEST_F(Apply, ConfiguredRecordingStorageIsComparedWithoutItsClosingSlashOnly) {
+    machine_.MountTable("d1 /mnt/a ext4 rw 0 0\nd2 /mnt/x/ ext4 rw 0 0\n");
+    machine_.Global(GlobalFile("Site A", 1, "/mnt/a/"));
+    machine_.Local(LocalFile(1, {"/mnt/x/"}));
+    Session session(machine_, kFullHd);
+    EXPECT_TRUE(session.Reads(session.At().summary, "", colour::kWindow));
+    ApplyAndEnd(session);
+    EXPECT_EQ(machine_.Global(), GlobalFile("Site A", 1, "/mnt/a"));
+    EXPECT_EQ(machine_.Local(), LocalFile(1, {}));
+}
+
 TEST_F(Apply, ConfiguredGeneralStorageIsComparedAsItStandsFirst) {
     machine_.MountTable("d1 /mnt/y ext4 rw 0 0\nd2 /mnt/x/ ext4 rw 0 0\n");
     machine_.Global(GlobalFile("Site A", 1, "/mnt/x/"));
@@ -281,8 +341,11 @@ std::string MountPoint(std::size_t bytes) {
     return path;
 }
 
+// The longest general storage whose line of the file fits the writer's buffer.
+constexpr std::size_t kLongestSaved = 2047 - std::string_view("GeneralStoragePath = \"\"\n\n").size();
+
 TEST(LongPath, OfTheGeneralStorageIsSavedWhole) {
-    for (const std::size_t bytes : {1023U, 1024U, 1500U}) {
+    for (const std::size_t bytes : {std::size_t{1023}, std::size_t{1024}, kLongestSaved}) {
         Machine machine;
         machine.Drive(MountPoint(bytes));
         machine.Global(GlobalFile("Site A", 1, ""));
@@ -294,16 +357,63 @@ TEST(LongPath, OfTheGeneralStorageIsSavedWhole) {
     }
 }
 
-TEST(LongPath, AsGeneralAndRecordingStorageRaisesTheAlert) {
+TEST(LongPath, WhoseLineDoesNotFitTheWriterLeavesTheFileAsItWas) {
+    for (const std::size_t bytes : {kLongestSaved + 1, std::size_t{2048}, std::size_t{3000}}) {
+        Machine machine;
+        machine.Drive(MountPoint(bytes));
+        machine.Global(GlobalFile("Site A", 1, ""));
+        machine.Local(LocalFile(1, {}));
+        Session session(machine, kFullHd);
+        ApplyAndEnd(session);
+        EXPECT_EQ(machine.Global(), GlobalFile("Site A", 1, "")) << bytes;
+        const std::string cut = "\nGeneralStoragePath = \"" + MountPoint(bytes) + "\"\n\n";
+        EXPECT_NE(machine.Read(place::kGlobal + ".temp").find(cut.substr(0, 1 + 2047) + "LogLevelNode = 0\n"),
+                  std::string::npos)
+            << bytes;
+        EXPECT_EQ(machine.Log(), kNoCameraFile) << bytes;
+    }
+}
+
+// Of the general storage 2048 bytes are taken over, which is as much as the storages are compared by.
+
+TEST(LongPath, OfUpTo2048BytesAsGeneralAndRecordingStorageRaisesTheAlert) {
+    for (const std::size_t bytes : {1500U, 2048U}) {
+        Machine machine;
+        machine.Drive(MountPoint(bytes));
+        machine.Global(GlobalFile("Site A", 1, ""));
+        machine.Local(LocalFile(1, {}));
+        Session session(machine, kFullHd);
+        SwitchDrives(session, {0}, session.At().driveOk);
+        session.Click(session.At().apply);
+        EXPECT_TRUE(AlertIsUp(session)) << bytes;
+        EXPECT_EQ(machine.Global(), GlobalFile("Site A", 1, "")) << bytes;
+    }
+}
+
+TEST(LongPath, OfMoreThan2048BytesIsCutAsGeneralStorageAndEqualsNoRecordingStorage) {
+    for (const std::size_t bytes : {2049U, 3000U}) {
+        Machine machine;
+        machine.Drive(MountPoint(bytes));
+        machine.Global(GlobalFile("Site A", 1, ""));
+        machine.Local(LocalFile(1, {}));
+        Session session(machine, kFullHd);
+        SwitchDrives(session, {0}, session.At().driveOk);
+        ApplyAndEnd(session);
+        EXPECT_TRUE(machine.Exists(place::kGlobal + ".temp")) << bytes;
+        EXPECT_TRUE(machine.Exists(place::kLocal + ".tmp")) << bytes;
+    }
+}
+
+TEST(LongPath, CutTo2048BytesClashesWithTheDriveOfThatName) {
     Machine machine;
-    machine.Drive(MountPoint(1500));
+    machine.MountTable("d1 " + MountPoint(2049) + " ext4 rw 0 0\nd2 " + MountPoint(2049).substr(0, 2048) +
+                       " ext4 rw 0 0\n");
     machine.Global(GlobalFile("Site A", 1, ""));
     machine.Local(LocalFile(1, {}));
     Session session(machine, kFullHd);
-    SwitchDrives(session, {0}, session.At().driveOk);
+    SwitchDrives(session, {1}, session.At().driveOk);
     session.Click(session.At().apply);
     EXPECT_TRUE(AlertIsUp(session));
-    EXPECT_EQ(machine.Global(), GlobalFile("Site A", 1, ""));
 }
 
 TEST(LongPath, OfARecordingStorageRunsOnUntilTheNextOneCutsIt) {

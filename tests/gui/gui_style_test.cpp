@@ -281,7 +281,7 @@ TEST_F(Style, WindowColourIsBackAfterThePopups) {
     EXPECT_TRUE(session.Shot() == before);
 }
 
-TEST_F(Style, ScrollBarOfALongListIsControlColourWithAButtonColouredHandle) {
+TEST_F(Style, ScrollBarOfALongListIsControlColourWithAHandleThatStaysButtonColoured) {
     for (int i = 0; i < 20; ++i) {
         machine_.Drive("/mnt/more" + std::to_string(i));
     }
@@ -289,12 +289,23 @@ TEST_F(Style, ScrollBarOfALongListIsControlColourWithAButtonColouredHandle) {
     session.Click(session.At().select);
     const Rect content = session.At().driveListContent;
     const int bar = static_cast<int>(content.x + content.w) + 8;
-    const Picture shot = session.Shot();
-    EXPECT_EQ(shot.At({bar, static_cast<int>(content.y) + 5}), colour::kButton);
-    EXPECT_EQ(shot.At({bar, static_cast<int>(content.y + content.h) - 5}), colour::kControl);
-    // Hovered it stays the same.
-    session.MoveTo(Point{bar, static_cast<int>(content.y) + 5});
-    EXPECT_EQ(session.Pixel({bar, static_cast<int>(content.y) + 8}), colour::kButton);
+    const int top = static_cast<int>(content.y);
+    const Point end{bar, static_cast<int>(content.y + content.h) - 5};
+    const Picture idle = session.Shot();
+    EXPECT_EQ(idle.At({bar, top + 5}), colour::kButton);
+    EXPECT_EQ(idle.At(end), colour::kControl);
+
+    session.MoveTo(Point{bar, top + 20});
+    EXPECT_EQ(session.Pixel({bar, top + 8}), colour::kButton);
+
+    session.Press();
+    session.MoveTo(Point{bar, top + 32});
+    const Picture dragged = session.Shot();
+    EXPECT_EQ(dragged.At({bar, top + 32 + 8}), colour::kButton);
+    // It followed the pointer: the bar is seen above it now.
+    EXPECT_EQ(dragged.At({bar, top + 5}), colour::kControl);
+    EXPECT_EQ(dragged.At(end), colour::kControl);
+    session.Release();
 }
 
 struct Scaling {
