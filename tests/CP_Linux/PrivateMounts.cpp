@@ -33,18 +33,27 @@ void EnterPrivateMounts() {
     ASSERT_EQ(mount("tmpfs", "/etc", "tmpfs", 0, "size=1m"), 0) << "no file system in memory";
 }
 
+// Runs the function and ends the process: an exception must not lead back into the tests of the process it came from.
+[[noreturn]] void RunAndExit(const std::function<void()>& function) {
+    try {
+        EnterPrivateMounts();
+        if (!testing::Test::HasFatalFailure()) {
+            function();
+        }
+    } catch (...) {
+        ADD_FAILURE() << "an exception came out";
+    }
+    std::fflush(nullptr);
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
 }  // namespace
 
 bool PassesWithPrivateMounts(const std::function<void()>& function) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        EnterPrivateMounts();
-        if (!testing::Test::HasFatalFailure()) {
-            function();
-        }
-        std::fflush(nullptr);
-        std::exit(testing::Test::HasFailure() ? 1 : 0);
+        RunAndExit(function);
     }
     int status = -1;
     return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
