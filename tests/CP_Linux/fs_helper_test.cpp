@@ -352,6 +352,9 @@ constexpr long long kMega = kKilo * 1024;
 constexpr long long kGiga = kMega * 1024;
 constexpr long long kTera = kGiga * 1024;
 constexpr long long kPeta = kTera * 1024;
+// With the rest of a kilobyte or megabyte on top of them, a division of all bits would round up to 1.01.
+constexpr long long kWholeKilos = 1029 * kKilo;
+constexpr long long kWholeMegas = 1029 * kMega;
 
 INSTANTIATE_TEST_SUITE_P(
     OfEveryRange, FormatTable,
@@ -360,8 +363,9 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatRow{"OneAboveTheFirstScaled", 1025, "1.00 KB"}, FormatRow{"OneAndAHalf", 1536, "1.50 KB"},
                     FormatRow{"OneBelowAMegabyte", kMega - 1, "1024.00 KB"}, FormatRow{"AMegabyte", kMega, "1.00 MB"},
                     FormatRow{"OneAboveAMegabyte", kMega + 1, "1.00 MB"},
-                    FormatRow{"LowBitsAreDroppedBeforeTheDivision", kMega + 1023, "1.00 MB"},
+                    FormatRow{"LowBitsAreDroppedAheadOfTheDivisionToMegabytes", kWholeKilos + 1023, "1.00 MB"},
                     FormatRow{"OneBelowAGigabyte", kGiga - 1, "1024.00 MB"}, FormatRow{"AGigabyte", kGiga, "1.00 GB"},
+                    FormatRow{"LowBitsAreDroppedAheadOfTheDivisionToGigabytes", kWholeMegas + kMega - 1, "1.00 GB"},
                     FormatRow{"ADiskOfATerabyteAsSold", 1000204886016, "931.51 GB"},
                     FormatRow{"OneBelowATerabyte", kTera - 1, "1024.00 GB"}, FormatRow{"ATerabyte", kTera, "1.00 TB"},
                     FormatRow{"ThreeQuarters", kTera / 4 * 7, "1.75 TB"},
