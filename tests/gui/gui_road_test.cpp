@@ -9,56 +9,30 @@
 namespace gui {
 namespace {
 
-const std::string kGlobalBefore =
-    "ClusterName = \"Site A\"\n"
-    "\n"
-    "NodeCount = 2\n"
-    "\n"
-    "NodesOffline = 2\n"
-    "\n"
-    "CamerasConnectedToNode1 = 4\n"
-    "CamerasConnectedToNode2 = 2\n"
-    "\n"
-    "ManagerMachineIP = 192.168.0.10, 10.0.0.1\n"
-    "\n"
-    "GeneralStoragePath = \"/mnt/general/\"\n"
-    "\n"
-    "LogLevelNode = 1\n"
-    "\n"
-    "LogLevelManager = 2\n"
-    "\n"
-    "ShowAllParameters = 1\n"
-    "\n"
-    "AllowFailedDevices = 0\n"
-    "\n"
-    "AllowFailedNodes = 1\n"
-    "\n";
+// The global file with the values that the form changes. `cameras` has a line for each node.
+std::string GlobalText(const std::string& name, const std::string& count, const std::string& cameras,
+                       const std::string& storage) {
+    std::string text = "ClusterName = \"" + name + "\"\n\n";
+    text += "NodeCount = " + count + "\n\n";
+    text += "NodesOffline = 2\n\n";
+    text += cameras + "\n";
+    text += "ManagerMachineIP = 192.168.0.10, 10.0.0.1\n\n";
+    text += "GeneralStoragePath = \"" + storage + "\"\n\n";
+    text += "LogLevelNode = 1\n\n";
+    text += "LogLevelManager = 2\n\n";
+    text += "ShowAllParameters = 1\n\n";
+    text += "AllowFailedDevices = 0\n\n";
+    text += "AllowFailedNodes = 1\n\n";
+    return text;
+}
 
-const std::string kGlobalAfter =
-    "ClusterName = \"Hall-7\"\n"
-    "\n"
-    "NodeCount = 3\n"
-    "\n"
-    "NodesOffline = 2\n"
-    "\n"
+const std::string kTwoNodes =
     "CamerasConnectedToNode1 = 4\n"
-    "CamerasConnectedToNode2 = 2\n"
-    "CamerasConnectedToNode3 = 0\n"
-    "\n"
-    "ManagerMachineIP = 192.168.0.10, 10.0.0.1\n"
-    "\n"
-    "GeneralStoragePath = \"/mnt/rec1\"\n"
-    "\n"
-    "LogLevelNode = 1\n"
-    "\n"
-    "LogLevelManager = 2\n"
-    "\n"
-    "ShowAllParameters = 1\n"
-    "\n"
-    "AllowFailedDevices = 0\n"
-    "\n"
-    "AllowFailedNodes = 1\n"
-    "\n";
+    "CamerasConnectedToNode2 = 2\n";
+const std::string kThreeNodes = kTwoNodes + "CamerasConnectedToNode3 = 0\n";
+
+const std::string kGlobalBefore = GlobalText("Site A", "2", kTwoNodes, "/mnt/general/");
+const std::string kGlobalAfter = GlobalText("Hall-7", "3", kThreeNodes, "/mnt/rec1");
 
 const std::string kLocalRest =
     "CameraStreamPluginName = \"Stream\"\n"
