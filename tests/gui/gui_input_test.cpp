@@ -1,7 +1,10 @@
 // Keyboard and mouse: what reaches the name field for each key, double blanks, the wheel, other buttons.
 
-#include <X11/keysym.h>
 #include <gtest/gtest.h>
+
+// Behind the test framework: some of its names are macros here.
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
 
 #include "Scenario.h"
 
@@ -259,6 +262,62 @@ TEST_F(Keyboard, EmptiedFieldIsSavedEmptyAndTheNextStartShowsTheDefault) {
     Session next(machine_, kFullHd);
     EXPECT_TRUE(next.Reads(next.At().FieldText(), "The Recorder", colour::kControl));
     EXPECT_NE(machine_.Log().find("ERROR: Config: 'ClusterName' is not defined\n"), std::string::npos);
+}
+
+// The last key of the server's keyboard has this symbol, and only it, for as long as this lives.
+class LentKey {
+public:
+    LentKey(Display* display, KeySym symbol) : display_(display) {
+        int lowest = 0;
+        XDisplayKeycodes(display_, &lowest, &code_);
+        own_ = XGetKeyboardMapping(display_, static_cast<KeyCode>(code_), 1, &ownCount_);
+        Set(&symbol, 1);
+    }
+    ~LentKey() {
+        Set(own_, ownCount_);
+        XFree(own_);
+    }
+    LentKey(const LentKey&) = delete;
+    LentKey& operator=(const LentKey&) = delete;
+
+private:
+    void Set(KeySym* symbols, int count) {
+        XChangeKeyboardMapping(display_, code_, count, symbols, 1);
+        XSync(display_, False);
+    }
+
+    Display* display_;
+    int code_ = 0;
+    KeySym* own_ = nullptr;
+    int ownCount_ = 0;
+};
+
+// The field takes every letter. The one typed here reaches it in the locale's encoding and is read as UTF-8.
+class AccentedLetter : public testing::Test {
+protected:
+    // What is saved after "abcdef", the letter and an "x".
+    std::string SavedUnder(const char* locale) {
+        const LentKey key(ServerFor(kFullHd).Connection(), XK_eacute);
+        Machine machine;
+        machine.Global(GlobalFile("abcdef", 1, ""));
+        Session::Options options;
+        options.environment["LC_ALL"] = locale;
+        Session session(machine, options);
+        session.Click(session.At().nameField);
+        session.Key(XK_End);
+        session.Key(XK_eacute);
+        session.Type("x");
+        ApplyAndEnd(session);
+        return machine.Global();
+    }
+};
+
+TEST_F(AccentedLetter, IsTypedUnderALocaleOfUtf8) {
+    EXPECT_EQ(SavedUnder("C.UTF-8"), GlobalFile("abcdef\xC3\xA9x", 1, ""));
+}
+
+TEST_F(AccentedLetter, IsNoLetterUnderALocaleOfOneByteForEach) {
+    EXPECT_EQ(SavedUnder("C"), GlobalFile("abcdefx", 1, ""));
 }
 
 class LongName : public Keyboard {
