@@ -1,7 +1,9 @@
-// exit() while the log thread is alive. The lines that the thread has not got to by then are lost; what it wrote is
-// whole and in order.
+// The end of a process: by exit() while the log thread is alive, or behind a CloseLog. The lines that the thread has
+// not got to by then are lost; what it wrote is whole and in order, and nothing that the thread is stuck in holds up
+// the end.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,13 +16,14 @@ namespace {
 
 constexpr int kRuns = 150;  // of each case
 
-// Starts the child with `output` as its standard output.
-pid_t Start(const std::string& dataPath, int lines, const char* mode, int output) {
+// Starts the child with `output` as its standard output; it ends by "exit" or "close".
+pid_t Start(const std::string& dataPath, int lines, const char* mode, int output, const char* ending = "exit") {
     std::string path = LOG_EXIT_CHILD;
     std::string root = dataPath;
     std::string count = std::to_string(lines);
     std::string how = mode;
-    char* arguments[] = {path.data(), root.data(), count.data(), how.data(), nullptr};
+    std::string end = ending;
+    char* arguments[] = {path.data(), root.data(), count.data(), how.data(), end.data(), nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
@@ -95,14 +98,35 @@ TEST_P(ExitTest, NeitherCrashesNorHangsWithTheStandardOutputInAPipe) {
     }
 }
 
-class BlockedExitTest : public LogTest, public testing::WithParamInterface<int> {};
+struct BlockedCase {
+    const char* ending;
+    int lines;
+};
 
-TEST_P(BlockedExitTest, AStandardOutputThatTakesNoTextDoesNotHoldUpTheEnd) {
+class BlockedEndTest : public LogTest, public testing::WithParamInterface<BlockedCase> {};
+
+TEST_P(BlockedEndTest, IsNotHeldUpByAStandardOutputThatTakesNoText) {
     const FullPipe pipe;
-    ExpectStatus0(Start(m_root.Path(), GetParam(), "blocked", pipe.WritingEnd()));
+    ExpectStatus0(Start(m_root.Path(), GetParam().lines, "blocked", pipe.WritingEnd(), GetParam().ending));
 }
 
-INSTANTIATE_TEST_SUITE_P(Lines, BlockedExitTest, testing::Values(1, 30, 3000));
+// The file is a pipe that takes a page and then no more, since nobody reads it. In every case there is more text.
+TEST_P(BlockedEndTest, IsNotHeldUpByAFileThatTakesNoText) {
+    ASSERT_EQ(mkfifo(PresentPath().c_str(), 0600), 0);
+    const int pipe = open(PresentPath().c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(fcntl(pipe, F_SETPIPE_SZ, 4096), 4096);
+    const int output = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ExpectStatus0(Start(m_root.Path(), GetParam().lines + 4096, "stuck", output, GetParam().ending));
+    close(output);
+    close(pipe);
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, BlockedEndTest,
+                         testing::Values(BlockedCase{"exit", 1}, BlockedCase{"exit", 30}, BlockedCase{"exit", 3000},
+                                         BlockedCase{"close", 1}, BlockedCase{"close", 3000}),
+                         [](const testing::TestParamInfo<BlockedCase>& blockedCase) {
+                             return blockedCase.param.ending + std::to_string(blockedCase.param.lines);
+                         });
 
 INSTANTIATE_TEST_SUITE_P(Lines, ExitTest,
                          testing::Values(ExitCase{0, "plain"}, ExitCase{1, "plain"}, ExitCase{30, "plain"},

@@ -1,9 +1,14 @@
 #include "Faults.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <limits>
+#include <utility>
+
+#include "OsLayer.h"
 
 namespace {
 
@@ -13,6 +18,9 @@ thread_local bool g_shortMemory = false;
 thread_local std::size_t g_readLimit = kNoLimit;
 thread_local std::size_t g_latestRequest = 0;
 std::atomic<std::time_t> g_now{0};
+std::atomic<bool> g_noEvents{false};
+std::function<void()> g_aheadOfSection;
+int g_deletedSections = 0;
 
 }  // namespace
 
@@ -43,6 +51,47 @@ std::time_t __wrap_time(std::time_t* now) {
     }
     return g_now;
 }
+}
+
+// A definition in the program is found before the one in the shared library.
+
+void* OS_CreateAutoEvent(int signalled) {
+    // The library's function by its symbol.
+    static const auto real =
+        reinterpret_cast<decltype(&OS_CreateAutoEvent)>(dlsym(RTLD_NEXT, "_Z18OS_CreateAutoEventi"));
+    return g_noEvents ? nullptr : real(signalled);
+}
+
+void OS_EnterGuardedCodeSection(pthread_mutex_t* section) {
+    if (g_aheadOfSection) {
+        g_aheadOfSection();
+    }
+    pthread_mutex_lock(section);
+}
+
+void OS_DeleteGuardedCodeSection(pthread_mutex_t* section) {
+    ++g_deletedSections;
+    pthread_mutex_destroy(section);
+}
+
+NoEvents::NoEvents() {
+    g_noEvents = true;
+}
+
+NoEvents::~NoEvents() {
+    g_noEvents = false;
+}
+
+AheadOfSections::AheadOfSections(std::function<void()> act) {
+    g_aheadOfSection = std::move(act);
+}
+
+AheadOfSections::~AheadOfSections() {
+    g_aheadOfSection = nullptr;
+}
+
+int DeletedSections() {
+    return g_deletedSections;
 }
 
 ShortMemory::ShortMemory() {

@@ -1,8 +1,9 @@
-// Calls of the C library that LogLib makes and that a test wants to fail or to answer differently.
+// Calls that LogLib makes and that a test wants to fail, to answer differently or to see.
 #pragma once
 
 #include <cstddef>
 #include <ctime>
+#include <functional>
 
 // While it lives, malloc gives null to whoever asks on this thread.
 class ShortMemory {
@@ -21,6 +22,27 @@ public:
     ShortReads(const ShortReads&) = delete;
     ShortReads& operator=(const ShortReads&) = delete;
 };
+
+// While it lives, no event can be made.
+class NoEvents {
+public:
+    NoEvents();
+    ~NoEvents();
+    NoEvents(const NoEvents&) = delete;
+    NoEvents& operator=(const NoEvents&) = delete;
+};
+
+// While it lives, `act` runs ahead of each entry into a guarded code section.
+class AheadOfSections {
+public:
+    explicit AheadOfSections(std::function<void()> act);
+    ~AheadOfSections();
+    AheadOfSections(const AheadOfSections&) = delete;
+    AheadOfSections& operator=(const AheadOfSections&) = delete;
+};
+
+// How many guarded code sections have been deleted so far.
+int DeletedSections();
 
 // Bytes asked for in the latest malloc call of this thread.
 std::size_t LatestRequest();

@@ -1,9 +1,15 @@
-// Logs and ends through exit() with the log still open, as the program does.
+// Logs and ends, through exit() with the log still open or behind a CloseLog, as the program does.
 //
-// Arguments: the program data path; the number of lines; "plain", "late", which logs once more from a destructor of a
-// static object, or "blocked", which ends only when a line is in the file and the log thread is at the standard output.
+// Arguments: the program data path; the number of lines; what happens before the end (see Modes); "exit" or "close".
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>  // for its object that flushes the streams at the end, which the program has too
 #include <string>
 #include <thread>
 
@@ -38,22 +44,54 @@ void WaitUntilAtStandardOutput(const std::string& logFile) {
     }
 }
 
+// The log thread is this program's only other one.
+bool LogThreadSleeps() {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (task.path().filename() != std::to_string(getpid())) {
+            std::string number;
+            std::string name;
+            std::string state;
+            std::ifstream(task.path() / "stat") >> number >> name >> state;
+            return state == "S";
+        }
+    }
+    return false;
+}
+
+// Every line has woken the log thread: when it sleeps while the ring holds text, it is in a write that does not return.
+void WaitUntilStuck() {
+    while (g_ullLogBufRd == g_ullLogBufWr || !LogThreadSleeps()) {
+        std::this_thread::yield();
+    }
+}
+
 }  // namespace
 
+// Modes: "plain"; "late", which logs once more from a destructor of a static object; "blocked", which waits until a
+// line is in the file and the log thread is at the standard output; "stuck", which waits until the log thread is stuck
+// at the file.
 int main(int argc, char** argv) {
-    if (argc != 4) {
+    if (argc != 5) {
         return 2;
     }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a child that does not end goes with the test
     test_support::SetProgramDataPath(argv[1]);
     if (OpenLog("/log/", 1) != 1) {
         return 3;
     }
-    g_late.active = std::strcmp(argv[3], "late") == 0;
+    const std::string mode = argv[3];
+    g_late.active = mode == "late";
     for (int line = 0; line < std::atoi(argv[2]); ++line) {
         Log(LOG_LEVEL_ERROR, "line %d", line);
     }
-    if (std::strcmp(argv[3], "blocked") == 0) {
+    if (mode == "blocked") {
         WaitUntilAtStandardOutput(std::string(argv[1]) + "/log/Log.txt");
+    } else if (mode == "stuck") {
+        WaitUntilStuck();
+    }
+    if (std::strcmp(argv[4], "close") == 0) {
+        CloseLog();
+        return 0;
     }
     std::exit(0);
 }

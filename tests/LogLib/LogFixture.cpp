@@ -9,13 +9,23 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 #include "Faults.h"
 #include "OsLayer.h"
 #include "support/DataPath.h"
 
-LogTest::LogTest() : m_console(std::in_place) {
+namespace {
+
+std::ptrdiff_t OpenFiles() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+}  // namespace
+
+LogTest::LogTest() : m_console(std::in_place), m_openFiles(OpenFiles()) {
     g_hLogFile = nullptr;  // an earlier test's CloseLog left it set
     m_root.MakeDir("log");
     test_support::SetProgramDataPath(m_root.Path());
@@ -25,6 +35,7 @@ LogTest::LogTest() : m_console(std::in_place) {
 }
 
 LogTest::~LogTest() {
+    EXPECT_EQ(OpenFiles(), m_openFiles);
     SetClock(0);
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,7 +21,8 @@ constexpr std::size_t kRotateAbove = 4194304;
 // The banner of the time that the fixture sets: 9:03 on 5 March 2026.
 constexpr char kBanner[] = "\n\n-----   09:03   5/3/2026   -----\n\n";
 
-// A program data path of its own with the folder "log" in it, a fixed time, a caught standard output.
+// A program data path of its own with the folder "log" in it, a fixed time, a caught standard output. At its end no
+// file may be open that was not open before.
 class LogTest : public testing::Test {
 protected:
     LogTest();
@@ -42,6 +44,9 @@ protected:
 
     test_support::TempDir m_root;
     std::optional<test_support::StdoutCapture> m_console;
+
+private:
+    std::ptrdiff_t m_openFiles;
 };
 
 // The ring as OpenLog makes it, without a thread: texts stay in it until Drain, which runs the thread's body on the

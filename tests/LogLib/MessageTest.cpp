@@ -2,6 +2,7 @@
 #include <cstring>
 #include <string>
 
+#include "Faults.h"
 #include "LogFixture.h"
 
 namespace {
@@ -148,6 +149,15 @@ INSTANTIATE_TEST_SUITE_P(Cut, FreeSpace,
 INSTANTIATE_TEST_SUITE_P(Enough, FreeSpace,
                          testing::Values(Space{3, "a", "a\n"}, Space{10, "abcdefgh", "abcdefgh\n"},
                                          Space{14, "abcdefghijkl", "abcdefghijkl\n"}));
+
+TEST_F(RingTest, TheFreeSpaceAheadOfTheLockDecidesAlthoughMoreIsFreeBehindIt) {
+    FillUpTo(10);
+    {
+        const AheadOfSections drained([] { g_ullLogBufRd = g_ullLogBufWr.load(); });
+        LogFunc(kPlain, "abcdefghijkl");
+    }
+    EXPECT_EQ(Contents(), "abcdefgh\n");
+}
 
 TEST_F(RingTest, ThePrefixCountsTowardTheFreeSpace) {
     FillUpTo(10);

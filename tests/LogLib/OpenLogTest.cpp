@@ -255,6 +255,26 @@ TEST_F(LogTest, WithoutAThreadOpenLogFailsWithoutAMessageAndFileAndEventStay) {
     EXPECT_EQ(g_hLogEvent, nullptr);
 }
 
+TEST_F(LogTest, WithoutAnEventLinesAreStillWrittenAndCloseLogEndsTheThread) {
+    const NoEvents lack;
+    ASSERT_EQ(Open(), 1);
+    EXPECT_EQ(g_hLogEvent, nullptr);
+    Log(kPlain, "one");
+    WaitUntilTaken();
+    Log(kPlain, "two");
+    CloseLog();
+    EXPECT_EQ(Present(), std::string(kBanner) + "one\ntwo\n");
+    EXPECT_EQ(Console(), "one\ntwo\n");
+}
+
+TEST_F(LogTest, CloseLogDeletesTheSectionAlsoWhenOpenLogHasFailed) {
+    test_support::FailProgramDataPath(2);
+    EXPECT_EQ(Open(), 0);
+    const int before = DeletedSections();
+    CloseLog();
+    EXPECT_EQ(DeletedSections(), before + 1);
+}
+
 TEST_F(LogTest, OpenLogSucceedsAgainOnceThereAreThreads) {
     {
         const NoMoreThreads lack;
