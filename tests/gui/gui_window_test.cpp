@@ -1,6 +1,7 @@
 // The window and its GLX context: how they are made, what refuses them, the frame loop and the teardown.
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 
 // Xlib's macros reach into the headers below.
@@ -68,6 +69,17 @@ protected:
         EXPECT_EQ(session.Run().ErrorOutput(), "");
     }
 
+    // What the program did up to its first frame, on a display of this name.
+    static std::string TraceOfAStart(const std::string& display) {
+        Program::Options options;
+        options.display = display;
+        options.shim = Answering({}).shim;
+        Program program(options);
+        WaitUntil([&] { return program.Shim().frames.load() > 0 || !program.Running(); }, "the first frame");
+        EXPECT_TRUE(program.Running());
+        return program.Trace();
+    }
+
     Machine machine_;
     std::string trace_;
     std::string output_;
@@ -75,12 +87,27 @@ protected:
 
 // Making the window.
 
+bool StartsWith(const std::string& line, const char* start) {
+    return line.rfind(start, 0) == 0;
+}
+
+// The walk over the configurations, the device and the files have tests of their own; of the device the first call is
+// kept, as its place among the others.
+bool IsStepOfTheMaking(const std::string& line) {
+    if (StartsWith(line, "glX")) {
+        return !StartsWith(line, "glXGet");
+    }
+    if (StartsWith(line, "gl")) {
+        return line == "glCreateProgram";
+    }
+    return StartsWith(line, "fetch glX") || (!StartsWith(line, "fetch") && !StartsWith(line, "fopen"));
+}
+
 TEST_F(Window, IsMadeInThisOrder) {
     Session session(machine_, Answering({}));
     std::vector<std::string> calls;
     for (const std::string& line : Lines(session.Run().Trace())) {
-        // The walk over the configurations has a test of its own, and so have the frames.
-        if (line.rfind("glXGet", 0) != 0 && line.rfind("fetch gl", 0) != 0 && line.rfind("fopen", 0) != 0) {
+        if (IsStepOfTheMaking(line)) {
             calls.push_back(line);
         }
         if (line == "XFreePixmap") {
@@ -91,17 +118,21 @@ TEST_F(Window, IsMadeInThisOrder) {
         "XOpenDisplay null",
         "XOpenDisplay null",
         "glXQueryVersion",
-        "glXChooseFBConfig 32786=1 32784=1 32785=1 34=32770 8=8 9=8 10=8 11=8 12=24 13=8 5=1",
-        "XCreateColormap alloc=0",
-        "XCreateWindow at=0,0 size=700x450 border=0 class=1 mask=0x2808 events=0x2BD4F pixel=0",
+        "glXChooseFBConfig screen=0 32786=1 32784=1 32785=1 34=32770 8=8 9=8 10=8 11=8 12=24 13=8 5=1",
+        "XFree configurations",
+        "XCreateColormap screen=0 alloc=0",
+        "XCreateWindow screen=0 at=0,0 size=700x450 border=0 class=1 mask=0x2808 events=0x2BD4F pixel=0",
+        "XFree visual",
         "XStoreName Vesmara",
         "XMapWindow",
         "XInternAtom WM_DELETE_WINDOW onlyIfExists=0",
         "XSetWMProtocols count=1",
         "XSetWMNormalHints flags=0x30 min=700x450 max=700x450",
+        "XFree hints",
         "XMoveWindow to=610,315",
         "XSetErrorHandler own",
-        "glXQueryExtensionsString",
+        "glXQueryExtensionsString screen=0",
+        "fetch glXCreateContextAttribsARB",
         "glXCreateContextAttribsARB share=0 direct=1 8337=3 8338=0",
         "XSync discard=0",
         "XSync discard=0",
@@ -110,14 +141,11 @@ TEST_F(Window, IsMadeInThisOrder) {
         "setlocale category=6 name=\"\"",
         "XSupportsLocale",
         "XSetLocaleModifiers @im=none",
-        "glShaderSource count=1 lengths=0 #version 300 es",
-        "glShaderSource count=1 lengths=0 #version 300 es",
+        "glCreateProgram",
         "XCreateBitmapFromData 1x1 byte=0",
         "XCreatePixmapCursor same=1 hot=0,0",
         "XFreePixmap",
     };
-    // The fetch of the context function has the line of its own name.
-    calls.erase(std::remove(calls.begin(), calls.end(), "fetch glXCreateContextAttribsARB"), calls.end());
     EXPECT_EQ(calls, expected);
 }
 
@@ -126,7 +154,7 @@ TEST_F(Window, HasTheSizeAndHintsOfItsScale) {
     options.screen = kQuadHd;
     Session session(machine_, options);
     const std::string trace = session.Run().Trace();
-    EXPECT_NE(trace.find("XCreateWindow at=0,0 size=933x600 "), std::string::npos);
+    EXPECT_NE(trace.find("XCreateWindow screen=0 at=0,0 size=933x600 "), std::string::npos);
     EXPECT_NE(trace.find("XSetWMNormalHints flags=0x30 min=933x600 max=933x600\n"), std::string::npos);
     EXPECT_NE(trace.find("XMoveWindow to=813,420\n"), std::string::npos);
 }
@@ -134,7 +162,32 @@ TEST_F(Window, HasTheSizeAndHintsOfItsScale) {
 TEST_F(Window, FontIsOpenedByTheInstalledPathBehindTheMakingOfTheContext) {
     Session session(machine_, Answering({}));
     const std::string trace = session.Run().Trace();
-    EXPECT_GT(trace.find("fopen " + place::kFont + "\n"), trace.find("XFreePixmap\n"));
+    const std::size_t opened = trace.find("fopen " + place::kFont + "\n");
+    const std::size_t made = trace.find("XFreePixmap\n");
+    ASSERT_NE(opened, std::string::npos);
+    ASSERT_NE(made, std::string::npos);
+    EXPECT_GT(opened, made);
+}
+
+TEST_F(Window, AsksForTheClosingMessageAndForNoOtherProtocol) {
+    Session session(machine_, kFullHd);
+    Atom* protocols = nullptr;
+    int count = 0;
+    ASSERT_NE(XGetWMProtocols(session.Connection(), session.Window(), &protocols, &count), 0);
+    const std::vector<Atom> asked(protocols, protocols + count);
+    XFree(protocols);
+    EXPECT_EQ(asked, (std::vector<Atom>{XInternAtom(session.Connection(), "WM_DELETE_WINDOW", 1)}));
+}
+
+// The scale, the configuration and the window are those of the screen that the display's name asks for; the place on it
+// is worked out from the size of screen 0 all the same.
+TEST_F(Window, OfASecondScreenHasItsScaleAndThePlaceOfTheFirst) {
+    const std::string trace = TraceOfAStart(ServerFor({1920, 1080, true, kQuadHd.width, kQuadHd.height}).Name() + ".1");
+    for (const char* line :
+         {"glXChooseFBConfig screen=1 ", "XCreateColormap screen=1 ", "XCreateWindow screen=1 at=0,0 size=933x600 ",
+          "XMoveWindow to=493,240\n", "glXQueryExtensionsString screen=1\n"}) {
+        EXPECT_NE(trace.find(line), std::string::npos) << line << trace;
+    }
 }
 
 // GLX versions and configurations.
@@ -257,6 +310,22 @@ TEST_F(Configuration, WithSamplesButNoSampleBufferNeverReplacesTheFirst) {
     ExpectForm(session);
 }
 
+TEST_F(Configuration, WithoutAVisualIsSkipped) {
+    // No other one replaces the first that can be used.
+    Session session(machine_, Answering([](ShimControl& shim) {
+                        shim.withoutVisual = 2;
+                        shim.sampleBuffersZero = 1;
+                    }));
+    const auto [walked, chosen] = Walk(session.Run().Trace());
+    ASSERT_GT(walked.size(), 3U);
+    for (std::size_t i = 0; i < walked.size(); ++i) {
+        EXPECT_EQ(walked[i].buffers == -1, i < 2) << i;
+        EXPECT_EQ(walked[i].samples == -1, i < 2) << i;
+    }
+    EXPECT_EQ(chosen, walked[2].name);
+    ExpectForm(session);
+}
+
 // Contexts.
 
 using NamedWords = std::pair<const char*, const char*>;
@@ -349,6 +418,22 @@ TEST_P(RefusedContext, TwiceFailsTheStart) {
     EXPECT_EQ(trace_.find("glXMakeCurrent"), std::string::npos);
 }
 
+TEST_P(RefusedContext, OfTheOldStyleFailsTheStart) {
+    ExpectRefused("[X11]: Failed to create an OpenGL context", [](ShimControl& shim) {
+        shim.noAttribsFunction = 1;
+        shim.refusedContexts = 1;
+        shim.refusal = GetParam();
+    });
+    EXPECT_NE(output_.find(kNoAttribs), std::string::npos);
+    EXPECT_NE(trace_.find("glXCreateNewContext type=0x8014 share=0 direct=1\n"
+                          "XSync discard=0\n"
+                          "XSetErrorHandler restored\n"),
+              std::string::npos);
+    EXPECT_EQ(trace_.find("glXMakeCurrent"), std::string::npos);
+}
+
+// What the backend asks for first.
+
 TEST_F(Window, LocaleThatIsNotInstalledEndsTheProcessBeforeTheFirstFrame) {
     Program::Options options;
     options.display = ServerFor(kFullHd).Name();
@@ -363,6 +448,46 @@ TEST_F(Window, LocaleThatIsNotInstalledEndsTheProcessBeforeTheFirstFrame) {
     EXPECT_EQ(machine_.Log(), kNoCameraFile);
 }
 
+// A step of the backend's start that fails, and the calls behind it that must not be made.
+struct FailedStep {
+    const char* name;
+    std::int32_t ShimControl::*answer;
+    std::vector<const char*> notMade;
+};
+
+void PrintTo(const FailedStep& step, std::ostream* out) {
+    *out << step.name;
+}
+
+class StepOfTheBackend : public Window, public testing::WithParamInterface<FailedStep> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    , StepOfTheBackend,
+    testing::Values(FailedStep{"SupportOfTheLocale",
+                               &ShimControl::localeUnsupported,
+                               {"XSetLocaleModifiers", "fetch glCreateShader", "XCreateBitmapFromData"}},
+                    FailedStep{
+                        "Modifiers", &ShimControl::noModifiers, {"fetch glCreateShader", "XCreateBitmapFromData"}},
+                    FailedStep{"Bitmap", &ShimControl::noBitmap, {"XCreatePixmapCursor", "XFreePixmap"}}),
+    [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(StepOfTheBackend, ThatFailsEndsTheProcessBeforeTheFirstFrame) {
+    Program::Options options;
+    options.display = ServerFor(kFullHd).Name();
+    options.shim = Answering([](ShimControl& shim) { shim.*GetParam().answer = 1; }).shim;
+    Program program(options);
+    const Ending ending = program.End();
+    EXPECT_EQ(ending.signal, kFault) << ToString(ending);
+    EXPECT_EQ(program.Shim().frames.load(), 0U);
+    const std::string trace = program.Trace();
+    EXPECT_NE(trace.find("setlocale category=6"), std::string::npos);
+    for (const char* call : GetParam().notMade) {
+        EXPECT_EQ(trace.find(call), std::string::npos) << call;
+    }
+    EXPECT_EQ(program.ErrorOutput(), "");
+    EXPECT_EQ(machine_.Log(), kNoCameraFile);
+}
+
 // The frame loop.
 
 TEST_F(Window, FrameIsThisSequenceOfCalls) {
@@ -372,20 +497,96 @@ TEST_F(Window, FrameIsThisSequenceOfCalls) {
     const std::size_t start = trace.find("glXSwapBuffers\n") + std::strlen("glXSwapBuffers\n");
     const std::string frame = trace.substr(start, trace.find("glXSwapBuffers\n", start) - start);
     std::vector<std::string> calls;
+    int draws = 0;
     for (const std::string& line : Lines(frame)) {
-        const bool draw = line.rfind("glScissor", 0) == 0 || line.rfind("glDrawElements", 0) == 0;
-        if (!draw) {
+        // Every command is three calls with figures of its own. What counts here is where they stand.
+        draws += StartsWith(line, "glBindTexture") ? 1 : 0;
+        if (!StartsWith(line, "glScissor") && !StartsWith(line, "glDrawElements") &&
+            !(StartsWith(line, "glBindTexture") && draws > 1)) {
             calls.push_back(line);
         }
     }
-    EXPECT_EQ(
-        calls,
-        (std::vector<std::string>{
-            "XGetWindowAttributes", "glViewport 0,0 0x0", "glClear 0x4000", "glClearColor 0.10 0.18 0.24 1.00",
-            "XGetWindowAttributes", "glUniformMatrix4fv transpose=0 0.002857 -0.004444 -1.0 -1.0 1.0",
-            "glViewport 0,0 700x450", "glBufferData target=0x8892 size=524288 data=0 usage=0x88E0",
-            "glBufferData target=0x8893 size=131072 data=0 usage=0x88E0", "glMapBuffer target=0x8892 access=0x88B9",
-            "glMapBuffer target=0x8893 access=0x88B9", "glUnmapBuffer target=0x8892", "glUnmapBuffer target=0x8893"}));
+    const std::vector<std::string> expected = {
+        "XGetWindowAttributes",
+        "glViewport 0,0 0x0",
+        "glClear 0x4000",
+        "glClearColor 0.10 0.18 0.24 1.00",
+        "XGetWindowAttributes",
+        "glEnable 0xBE2",           // GL_BLEND
+        "glBlendEquation 0x8006",   // GL_FUNC_ADD
+        "glBlendFunc 0x302 0x303",  // GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA
+        "glDisable 0xB44",          // GL_CULL_FACE
+        "glDisable 0xB71",          // GL_DEPTH_TEST
+        "glEnable 0xC11",           // GL_SCISSOR_TEST
+        "glActiveTexture 0x84C0",   // GL_TEXTURE0
+        "glUseProgram own",
+        "glUniform1i Texture=0",
+        "glUniformMatrix4fv ProjMtx count=1 transpose=0 0.002857 0.000000 0.000000 0.000000 0.000000 -0.004444 "
+        "0.000000 0.000000 0.000000 0.000000 -1.000000 0.000000 -1.000000 1.000000 0.000000 1.000000",
+        "glViewport 0,0 700x450",
+        "glBindVertexArray own",
+        "glBindBuffer target=0x8892 first",
+        "glBindBuffer target=0x8893 second",
+        "glBufferData target=0x8892 size=524288 data=0 usage=0x88E0",
+        "glBufferData target=0x8893 size=131072 data=0 usage=0x88E0",
+        "glMapBuffer target=0x8892 access=0x88B9",
+        "glMapBuffer target=0x8893 access=0x88B9",
+        "glUnmapBuffer target=0x8892",
+        "glUnmapBuffer target=0x8893",
+        "glBindTexture target=0xDE1 own",
+        "glUseProgram none",
+        "glBindBuffer target=0x8892 none",
+        "glBindBuffer target=0x8893 none",
+        "glBindVertexArray none",
+        "glDisable 0xBE2",
+        "glDisable 0xC11",
+    };
+    EXPECT_EQ(calls, expected);
+    EXPECT_GT(draws, 5);
+}
+
+// The driver's own swap behaviour is the pace of the loop: no function that would set another is ever asked for.
+TEST_F(Window, FetchesNothingOfGlxButTheMakingOfAContext) {
+    Session session(machine_, Answering({}));
+    session.Frames(3);
+    std::vector<std::string> fetched;
+    for (const std::string& line : Lines(session.Run().Trace())) {
+        if (StartsWith(line, "fetch glX")) {
+            fetched.push_back(line);
+        }
+    }
+    EXPECT_EQ(fetched, (std::vector<std::string>{"fetch glXCreateContextAttribsARB"}));
+}
+
+// Events.
+
+TEST_F(Window, EventIsOfferedToTheFilterForItsWindowBeforeItIsHandled) {
+    Session session(machine_, Answering({}));
+    session.MoveTo(session.At().nameField);
+    session.Shim().traceLength = 0;
+    session.Shim().tracedEvents = 1;
+    session.KeyDown('x');
+    const std::string trace = session.Run().Trace();
+    session.KeyUp('x');
+    EXPECT_EQ(trace,
+              "XNextEvent type=2\nXFilterEvent type=2 own=1\nXGetKeyboardMapping count=1\nXLookupString size=32\n");
+}
+
+TEST_F(Window, EventThatTheFilterTakesIsNotHandled) {
+    Session session(machine_, Answering({}));
+    session.Click(session.At().nameField);
+    const Picture before = session.Shot();
+    session.Shim().filterKeyPresses = 1;
+    session.Shim().traceLength = 0;
+    session.Shim().tracedEvents = 1;
+    session.KeyDown('x');
+    EXPECT_EQ(session.Run().Trace(), "XNextEvent type=2\nXFilterEvent type=2 own=1\n");
+    session.Shim().filterKeyPresses = 0;
+    session.KeyUp('x');
+    EXPECT_TRUE(session.Shot() == before);
+    // The same key types, once the filter lets it through.
+    session.Key('x');
+    EXPECT_FALSE(session.Shot() == before);
 }
 
 TEST_F(Window, ViewportOfTheLoopIsEmptyInEveryFrameAndTheFormFillsTheWindow) {
@@ -484,28 +685,43 @@ TEST_F(Window, TeardownIsThisSequenceOfCalls) {
             calls.push_back(line);
         }
     }
-    EXPECT_EQ(calls,
-              (std::vector<std::string>{"glDetachShader", "glDetachShader", "glDeleteShader", "glDeleteShader",
-                                        "glDeleteProgram", "glDeleteTextures", "glDeleteBuffers", "glDeleteBuffers",
-                                        "XFreeCursor", "glXMakeCurrent window=0 context=0", "glXDestroyContext",
-                                        "XUnmapWindow", "XFreeColormap", "XDestroyWindow", "XCloseDisplay"}));
+    EXPECT_EQ(calls, (std::vector<std::string>{"glDetachShader own vertex", "glDetachShader own fragment",
+                                               "glDeleteShader vertex", "glDeleteShader fragment",
+                                               "glDeleteProgram own", "glDeleteTextures count=1 own",
+                                               "glDeleteBuffers count=1 first", "glDeleteBuffers count=1 second",
+                                               "XFreeCursor", "glXMakeCurrent window=0 context=0", "glXDestroyContext",
+                                               "XUnmapWindow", "XFreeColormap", "XDestroyWindow", "XCloseDisplay"}));
     EXPECT_EQ(session.Run().ErrorOutput(), "");
 }
 
 TEST_F(Window, EventsBehindTheClosingMessageAreNeverHandled) {
     const std::string before = machine_.Global();
-    Session session(machine_, kFullHd);
+    Session session(machine_, Answering({}));
     session.Pick(session.At().countCombo, 4, 8);
     session.MoveTo(session.At().apply);
-    // Queued together: the message first, the press on "Apply" behind it.
-    XGrabServer(session.Connection());
+    session.Shim().traceLength = 0;
+    session.Shim().tracedEvents = 1;
+    // Queued together while the program stands still: the message first, behind it a key and a press on "Apply".
+    session.Run().Halt();
     session.SendClientMessage("WM_PROTOCOLS");
+    const KeyCode key = XKeysymToKeycode(session.Connection(), 'x');
+    XTestFakeKeyEvent(session.Connection(), key, True, CurrentTime);
     XTestFakeButtonEvent(session.Connection(), 1, True, CurrentTime);
-    XUngrabServer(session.Connection());
     XTestFakeButtonEvent(session.Connection(), 1, False, CurrentTime);
+    XTestFakeKeyEvent(session.Connection(), key, False, CurrentTime);
     XSync(session.Connection(), False);
+    session.Run().Resume();
     EXPECT_TRUE(EndedWell(session.End()));
     EXPECT_EQ(machine_.Global(), before);
+    // Nothing but the message was taken off the queue, nor offered to the filter.
+    std::string events;
+    for (const std::string& line : Lines(session.Run().Trace())) {
+        if (StartsWith(line, "XNextEvent") || StartsWith(line, "XFilterEvent") || StartsWith(line, "XGetKeyboard") ||
+            StartsWith(line, "XLookupString")) {
+            events += line + "\n";
+        }
+    }
+    EXPECT_EQ(events, "XNextEvent type=33\n");
 }
 
 }  // namespace

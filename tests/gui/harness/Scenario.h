@@ -23,14 +23,13 @@ inline constexpr Colour kText{240, 240, 240};
 inline constexpr Colour kCheckMark{0, 64, 0};
 }  // namespace colour
 
-// What ends a process whose backend did not come up: a memory fault, or ahead of it an assertion of the toolkit where
-// those are on.
+// What ends a process whose backend did not come up, in every build: a memory fault.
+inline constexpr int kFault = SIGSEGV;
+// Whether the toolkit's own assertions are on.
 #ifdef NDEBUG
 inline constexpr bool kToolkitAsserts = false;
-inline constexpr int kFault = SIGSEGV;
 #else
 inline constexpr bool kToolkitAsserts = true;
-inline constexpr int kFault = SIGABRT;
 #endif
 
 inline const std::string kAlertText =

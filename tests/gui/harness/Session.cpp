@@ -26,8 +26,6 @@
 namespace gui {
 namespace {
 
-// Only a program that hangs reaches this bound.
-constexpr std::chrono::seconds kPatience{60};
 constexpr std::chrono::milliseconds kPoll{1};
 // An event that reached the server before a frame began is handled in that frame. The frame that runs when the wait
 // begins does not count, and a swap is known to be on the screen only when the next frame has asked the server for the
@@ -146,8 +144,8 @@ void BecomeOrdinaryUser() {
 
 }  // namespace
 
-void WaitUntil(const std::function<bool()>& condition, const std::string& what) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+void WaitUntil(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience) {
+    const auto end = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             throw std::runtime_error("waited in vain for " + what);
@@ -156,7 +154,8 @@ void WaitUntil(const std::function<bool()>& condition, const std::string& what) 
     }
 }
 
-Program::Program(const Options& options) : shim_(MakeControl()) {
+Program::Program(const Options& options)
+    : patience_(options.under.empty() ? kPatience : kPatienceUnder), shim_(MakeControl()) {
     for (const std::string& path : {OutputPath(), ErrorPath()}) {
         unlink(path.c_str());
     }
@@ -192,8 +191,12 @@ bool Program::Running() {
     return false;
 }
 
+void Program::Await(const std::function<bool()>& condition, const std::string& what) const {
+    WaitUntil(condition, what, patience_);
+}
+
 Ending Program::End() {
-    WaitUntil([this] { return !Running(); }, "the end of the program");
+    Await([this] { return !Running(); }, "the end of the program");
     return ending_;
 }
 
@@ -202,6 +205,16 @@ void Program::Kill() {
         kill(pid_, SIGKILL);
         End();
     }
+}
+
+void Program::Halt() const {
+    kill(pid_, SIGSTOP);
+    siginfo_t stopped{};
+    waitid(P_PID, static_cast<id_t>(pid_), &stopped, WSTOPPED);
+}
+
+void Program::Resume() const {
+    kill(pid_, SIGCONT);
 }
 
 std::string Program::Output() const {
@@ -217,8 +230,8 @@ std::string Program::Trace() const {
 }
 
 XServer& ServerFor(Screen screen) {
-    static std::map<std::tuple<int, int, bool>, std::unique_ptr<XServer>> servers;
-    auto& server = servers[{screen.width, screen.height, screen.gl}];
+    static std::map<std::tuple<int, int, bool, int, int>, std::unique_ptr<XServer>> servers;
+    auto& server = servers[{screen.width, screen.height, screen.gl, screen.secondWidth, screen.secondHeight}];
     if (server == nullptr) {
         server = std::make_unique<XServer>(screen);
     }
@@ -240,7 +253,7 @@ Session::Session(Machine&, const Options& options)
     program.environment = options.environment;
     program.shim = options.shim;
     program_ = std::make_unique<Program>(program);
-    WaitUntil([this] { return Shim().frames.load() > 0 || !program_->Running(); }, "the first frame");
+    program_->Await([this] { return Shim().frames.load() > 0 || !program_->Running(); }, "the first frame");
     if (!program_->Running()) {
         throw std::runtime_error("the program ended before its form was up, " + ToString(program_->End()) + "\n" +
                                  program_->Output() + program_->ErrorOutput());
@@ -276,7 +289,7 @@ void Session::FindWindow() {
 
 void Session::Frames(std::uint64_t count) {
     const std::uint64_t goal = Shim().frames.load() + count;
-    WaitUntil([&] { return Shim().frames.load() >= goal || !program_->Running(); }, "further frames");
+    program_->Await([&] { return Shim().frames.load() >= goal || !program_->Running(); }, "further frames");
 }
 
 void Session::Settle() {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,8 +19,14 @@
 
 namespace gui {
 
-// Returns once the condition holds. Throws with the text after a bound that only a broken program reaches.
-void WaitUntil(const std::function<bool()>& condition, const std::string& what);
+// A bound that only a broken program reaches.
+inline constexpr std::chrono::seconds kPatience{60};
+// The same under another program, a memory checker say, which runs it many times slower.
+inline constexpr std::chrono::seconds kPatienceUnder{240};
+
+// Returns once the condition holds. Throws with the text after the bound.
+void WaitUntil(const std::function<bool()>& condition, const std::string& what,
+               std::chrono::seconds patience = kPatience);
 
 struct Ending {
     bool normal = false;  // by exit or by return from main
@@ -46,10 +53,15 @@ public:
     Program& operator=(const Program&) = delete;
 
     bool Running();
+    // Waits for the condition, with as much patience as this run needs.
+    void Await(const std::function<bool()>& condition, const std::string& what) const;
     // Waits for the end of the process.
     Ending End();
     void Kill();
-    // Ends it if it still runs, then returns what it wrote.
+    // Between these two the program stands still, and what is sent to it lies in its queue.
+    void Halt() const;
+    void Resume() const;
+    // What it has written so far.
     std::string Output() const;
     std::string ErrorOutput() const;
     ShimControl& Shim() const { return *shim_; }
@@ -57,6 +69,7 @@ public:
     pid_t Id() const { return pid_; }
 
 private:
+    std::chrono::seconds patience_;
     pid_t pid_ = -1;
     bool ended_ = false;
     Ending ending_;

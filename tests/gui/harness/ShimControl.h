@@ -11,7 +11,7 @@ namespace gui {
 
 inline constexpr const char* kShimVariable = "GUI_SHIM_CONTROL";           // names the file that holds the record
 inline constexpr const char* kUnbufferedVariable = "GUI_SHIM_UNBUFFERED";  // set: the standard output has no buffer
-inline constexpr std::uint32_t kTraceBytes = 1 << 16;
+inline constexpr std::uint32_t kTraceBytes = 1 << 20;
 
 // How a refused context looks to the program.
 enum class Refusal : std::int32_t { NullContext = 0, XError = 1 };
@@ -30,10 +30,15 @@ struct ShimControl {
     std::int32_t noConfigurations;   // glXChooseFBConfig gives null
     std::int32_t sampleBuffersZero;  // every configuration reports no sample buffer
     std::int32_t samplesEqual;       // every configuration reports this many samples, in one buffer
+    std::int32_t withoutVisual;      // this many first configurations have no visual
     char glxExtensions[256];         // answer of glXQueryExtensionsString
     std::int32_t noAttribsFunction;  // glXCreateContextAttribsARB can't be fetched
-    std::int32_t refusedContexts;    // this many first calls of it are refused
+    std::int32_t refusedContexts;    // this many first requests for a context, of either kind, are refused
     Refusal refusal;
+    std::int32_t localeUnsupported;  // XSupportsLocale gives false
+    std::int32_t noModifiers;        // XSetLocaleModifiers gives null
+    std::int32_t noBitmap;           // XCreateBitmapFromData gives None
+    std::int32_t filterKeyPresses;   // XFilterEvent takes every key press
 
     // GL.
     std::int32_t glMajor;  // with glVersionSet
@@ -48,6 +53,8 @@ struct ShimControl {
 
     // Calls of the program, one line each.
     std::int32_t tracing;
+    std::int32_t tracedEvents;                // what is done with each event is traced too
+    std::int32_t tracedDeletes;               // the release of arrays is traced too
     std::atomic<std::uint64_t> tracedFrames;  // calls of the frame loop are traced below this frame
     std::atomic<std::uint32_t> traceLength;
     char trace[kTraceBytes];

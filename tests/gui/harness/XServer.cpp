@@ -13,6 +13,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "Machine.h"
 
@@ -37,16 +38,27 @@ std::string ReadNumber(int fd) {
     return text;
 }
 
+// A screen's size as the server takes it.
+std::string Depth24(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height) + "x24";
+}
+
 [[noreturn]] void RunServer(Screen screen, int numberFd) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     const int log = open((ScratchFolder() + "/Xvfb.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(log, STDOUT_FILENO);
     dup2(log, STDERR_FILENO);
     const std::string number = std::to_string(numberFd);
-    const std::string size = std::to_string(screen.width) + "x" + std::to_string(screen.height) + "x24";
+    const std::string size = Depth24(screen.width, screen.height);
     const char* glx = screen.gl ? "+extension" : "-extension";
-    execl(GUI_XVFB, "Xvfb", "-displayfd", number.c_str(), "-screen", "0", size.c_str(), "-nolisten", "tcp", "-noreset",
-          glx, "GLX", static_cast<char*>(nullptr));
+    const std::string second = Depth24(screen.secondWidth, screen.secondHeight);
+    std::vector<const char*> words = {"Xvfb",      "-displayfd", number.c_str(), "-screen", "0",  size.c_str(),
+                                      "-nolisten", "tcp",        "-noreset",     glx,       "GLX"};
+    if (screen.secondWidth > 0) {
+        words.insert(words.end(), {"-screen", "1", second.c_str()});
+    }
+    words.push_back(nullptr);
+    execv(GUI_XVFB, const_cast<char* const*>(words.data()));
     _exit(127);
 }
 

@@ -15,7 +15,9 @@ namespace gui {
 struct Screen {
     int width = 1920;
     int height = 1080;
-    bool gl = true;  // whether the server speaks GLX
+    bool gl = true;       // whether the server speaks GLX
+    int secondWidth = 0;  // of a second screen; 0: there is none
+    int secondHeight = 0;
 };
 
 inline constexpr Screen kFullHd{1920, 1080};

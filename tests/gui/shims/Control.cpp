@@ -34,6 +34,24 @@ __attribute__((constructor)) void SetUpOutput() {
     }
 }
 
+__attribute__((format(printf, 1, 0))) void AddLine(const char* format, va_list arguments) {
+    gui::ShimControl& control = Control();
+    if (control.tracing == 0) {
+        return;
+    }
+    char line[1024];
+    const int length = std::vsnprintf(line, sizeof line - 1, format, arguments);
+    std::size_t size = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof line - 2);
+    line[size++] = '\n';
+    static std::mutex guard;
+    const std::lock_guard<std::mutex> lock(guard);
+    const std::uint32_t at = control.traceLength.load();
+    if (at + size <= gui::kTraceBytes) {
+        std::memcpy(control.trace + at, line, size);
+        control.traceLength.store(at + static_cast<std::uint32_t>(size));
+    }
+}
+
 }  // namespace
 
 gui::ShimControl& Control() {
@@ -57,28 +75,24 @@ bool InProgram(const void* address) {
 }
 
 void Trace(const char* format, ...) {
-    gui::ShimControl& control = Control();
-    if (control.tracing == 0) {
-        return;
-    }
-    char line[1024];
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(line, sizeof line - 1, format, arguments);
+    AddLine(format, arguments);
     va_end(arguments);
-    std::size_t size = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof line - 2);
-    line[size++] = '\n';
-    static std::mutex guard;
-    const std::lock_guard<std::mutex> lock(guard);
-    const std::uint32_t at = control.traceLength.load();
-    if (at + size <= gui::kTraceBytes) {
-        std::memcpy(control.trace + at, line, size);
-        control.traceLength.store(at + static_cast<std::uint32_t>(size));
-    }
 }
 
 bool TracedFrame() {
     return Control().frames.load() < Control().tracedFrames.load();
+}
+
+void TraceInFrame(const char* format, ...) {
+    if (!TracedFrame()) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    AddLine(format, arguments);
+    va_end(arguments);
 }
 
 }  // namespace shim

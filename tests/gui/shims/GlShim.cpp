@@ -1,116 +1,24 @@
-// GL: versions, extension words, mappings, and the calls of a frame.
+// GL functions that the program is linked to: versions, extension words, the texture, and the calls of a frame.
 
 #define GL_GLEXT_PROTOTYPES
 #include <GL/gl.h>
 #include <GL/glext.h>
 
-#include <cstring>
 #include <string>
-#include <type_traits>
 
-#include "GlFetched.h"
 #include "Shim.h"
 
 namespace {
 
-// The functions in front of which the wrappers below stand, filled when the program fetches them.
-decltype(&glMapBuffer) g_mapBuffer = nullptr;
-decltype(&glBufferData) g_bufferData = nullptr;
-decltype(&glShaderSource) g_shaderSource = nullptr;
-decltype(&glUniformMatrix4fv) g_uniformMatrix = nullptr;
-decltype(&glDetachShader) g_detachShader = nullptr;
-decltype(&glDeleteShader) g_deleteShader = nullptr;
-decltype(&glDeleteProgram) g_deleteProgram = nullptr;
-decltype(&glDeleteBuffers) g_deleteBuffers = nullptr;
-decltype(&glDeleteVertexArrays) g_deleteVertexArrays = nullptr;
-decltype(&glUnmapBuffer) g_unmapBuffer = nullptr;
+// The one texture of the program: the letters.
+GLuint g_texture = 0;
 
-void* MapBuffer(GLenum target, GLenum access) {
-    if (shim::TracedFrame()) {
-        shim::Trace("glMapBuffer target=0x%X access=0x%X", target, access);
+const char* TextureName(GLuint texture) {
+    if (texture == 0) {
+        return "none";
     }
-    return shim::Control().failMapping != 0 ? nullptr : g_mapBuffer(target, access);
+    return texture == g_texture ? "own" : "unknown";
 }
-
-GLboolean UnmapBuffer(GLenum target) {
-    if (shim::TracedFrame()) {
-        shim::Trace("glUnmapBuffer target=0x%X", target);
-    }
-    return g_unmapBuffer(target);
-}
-
-void BufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
-    if (shim::TracedFrame()) {
-        shim::Trace("glBufferData target=0x%X size=%ld data=%d usage=0x%X", target, static_cast<long>(size),
-                    data != nullptr, usage);
-    }
-    g_bufferData(target, size, data, usage);
-}
-
-void ShaderSource(GLuint shader, GLsizei count, const GLchar* const* strings, const GLint* lengths) {
-    const std::string text = strings[0];
-    shim::Trace("glShaderSource count=%d lengths=%d %s", count, lengths != nullptr,
-                text.substr(0, text.find('\n')).c_str());
-    g_shaderSource(shader, count, strings, lengths);
-}
-
-void UniformMatrix(GLint location, GLsizei count, GLboolean transpose, const GLfloat* value) {
-    if (shim::TracedFrame()) {
-        shim::Trace("glUniformMatrix4fv transpose=%d %.6f %.6f %.1f %.1f %.1f", transpose,
-                    static_cast<double>(value[0]), static_cast<double>(value[5]), static_cast<double>(value[10]),
-                    static_cast<double>(value[12]), static_cast<double>(value[13]));
-    }
-    g_uniformMatrix(location, count, transpose, value);
-}
-
-void DetachShader(GLuint program, GLuint shader) {
-    shim::Trace("glDetachShader");
-    g_detachShader(program, shader);
-}
-
-void DeleteShader(GLuint shader) {
-    shim::Trace("glDeleteShader");
-    g_deleteShader(shader);
-}
-
-void DeleteProgram(GLuint program) {
-    shim::Trace("glDeleteProgram");
-    g_deleteProgram(program);
-}
-
-void DeleteBuffers(GLsizei count, const GLuint* names) {
-    shim::Trace("glDeleteBuffers");
-    g_deleteBuffers(count, names);
-}
-
-void DeleteVertexArrays(GLsizei count, const GLuint* names) {
-    shim::Trace("glDeleteVertexArrays");
-    g_deleteVertexArrays(count, names);
-}
-
-// Keeps what was found for the wrapper to call, and hands the wrapper out.
-template <auto& next, auto wrapper>
-shim::AnyFunction Stand(shim::AnyFunction found) {
-    next = reinterpret_cast<std::remove_reference_t<decltype(next)>>(found);
-    return reinterpret_cast<shim::AnyFunction>(wrapper);
-}
-
-struct Wrapped {
-    const char* name;
-    shim::AnyFunction (*stand)(shim::AnyFunction found);
-};
-constexpr Wrapped kWrapped[] = {
-    {"glMapBuffer", Stand<g_mapBuffer, &MapBuffer>},
-    {"glUnmapBuffer", Stand<g_unmapBuffer, &UnmapBuffer>},
-    {"glBufferData", Stand<g_bufferData, &BufferData>},
-    {"glShaderSource", Stand<g_shaderSource, &ShaderSource>},
-    {"glUniformMatrix4fv", Stand<g_uniformMatrix, &UniformMatrix>},
-    {"glDetachShader", Stand<g_detachShader, &DetachShader>},
-    {"glDeleteShader", Stand<g_deleteShader, &DeleteShader>},
-    {"glDeleteProgram", Stand<g_deleteProgram, &DeleteProgram>},
-    {"glDeleteBuffers", Stand<g_deleteBuffers, &DeleteBuffers>},
-    {"glDeleteVertexArrays", Stand<g_deleteVertexArrays, &DeleteVertexArrays>},
-};
 
 std::string WithoutWord(std::string words, const char* word) {
     const std::string hidden = word;
@@ -129,22 +37,6 @@ std::string WithoutWord(std::string words, const char* word) {
 }
 
 }  // namespace
-
-namespace shim {
-
-AnyFunction WrapFetched(const char* name, AnyFunction found) {
-    if (found == nullptr) {
-        return nullptr;
-    }
-    for (const Wrapped& wrapped : kWrapped) {
-        if (std::strcmp(wrapped.name, name) == 0) {
-            return wrapped.stand(found);
-        }
-    }
-    return found;
-}
-
-}  // namespace shim
 
 extern "C" {
 
@@ -177,6 +69,57 @@ const GLubyte* glGetString(GLenum name) {
         words = std::string(control.addedExtension) + " " + words;
     }
     return reinterpret_cast<const GLubyte*>(words.c_str());
+}
+
+void glEnable(GLenum what) {
+    SHIM_NEXT(glEnable);
+    SHIM_TRACE_FRAME("glEnable 0x%X", what);
+    next(what);
+}
+
+void glDisable(GLenum what) {
+    SHIM_NEXT(glDisable);
+    SHIM_TRACE_FRAME("glDisable 0x%X", what);
+    next(what);
+}
+
+void glBlendEquation(GLenum mode) {
+    SHIM_NEXT(glBlendEquation);
+    SHIM_TRACE_FRAME("glBlendEquation 0x%X", mode);
+    next(mode);
+}
+
+void glBlendFunc(GLenum source, GLenum destination) {
+    SHIM_NEXT(glBlendFunc);
+    SHIM_TRACE_FRAME("glBlendFunc 0x%X 0x%X", source, destination);
+    next(source, destination);
+}
+
+void glActiveTexture(GLenum unit) {
+    SHIM_NEXT(glActiveTexture);
+    SHIM_TRACE_FRAME("glActiveTexture 0x%X", unit);
+    next(unit);
+}
+
+void glGenTextures(GLsizei count, GLuint* names) {
+    SHIM_NEXT(glGenTextures);
+    next(count, names);
+    if (shim::InProgram(__builtin_return_address(0))) {
+        g_texture = names[0];
+        shim::Trace("glGenTextures count=%d", count);
+    }
+}
+
+void glBindTexture(GLenum target, GLuint texture) {
+    SHIM_NEXT(glBindTexture);
+    SHIM_TRACE_FRAME("glBindTexture target=0x%X %s", target, TextureName(texture));
+    next(target, texture);
+}
+
+void glTexParameteri(GLenum target, GLenum name, GLint value) {
+    SHIM_NEXT(glTexParameteri);
+    SHIM_TRACE("glTexParameteri target=0x%X 0x%X=0x%X", target, name, value);
+    next(target, name, value);
 }
 
 void glViewport(GLint x, GLint y, GLsizei width, GLsizei height) {
@@ -218,14 +161,14 @@ void glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* offset)
 void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei width, GLsizei height, GLint border,
                   GLenum format, GLenum type, const void* pixels) {
     SHIM_NEXT(glTexImage2D);
-    SHIM_TRACE("glTexImage2D level=%d internal=0x%X border=%d format=0x%X type=0x%X", level, internal, border, format,
-               type);
+    SHIM_TRACE("glTexImage2D target=0x%X level=%d internal=0x%X border=%d format=0x%X type=0x%X", target, level,
+               internal, border, format, type);
     next(target, level, internal, width, height, border, format, type, pixels);
 }
 
 void glDeleteTextures(GLsizei count, const GLuint* names) {
     SHIM_NEXT(glDeleteTextures);
-    SHIM_TRACE("glDeleteTextures");
+    SHIM_TRACE("glDeleteTextures count=%d %s", count, TextureName(names[0]));
     next(count, names);
 }
 

@@ -25,21 +25,26 @@ std::string Numbers(const int* list) {
     return text;
 }
 
+// Whether this request for a context is refused. An X error of its own comes with the refusal where a test wants one.
+bool Refuses(Display* display) {
+    static int calls = 0;
+    gui::ShimControl& control = shim::Control();
+    if (++calls > control.refusedContexts) {
+        return false;
+    }
+    if (control.refusal == gui::Refusal::XError) {
+        // A request that the server refuses: there is no window of this number. The context itself is made.
+        XUnmapWindow(display, 1);
+        return false;
+    }
+    return true;
+}
+
 GLXContext CreateContext(Display* display, GLXFBConfig configuration, GLXContext share, Bool direct,
                          const int* attributes) {
     shim::Trace("glXCreateContextAttribsARB share=%d direct=%d%s", share != nullptr, direct,
                 Numbers(attributes).c_str());
-    static int calls = 0;
-    gui::ShimControl& control = shim::Control();
-    if (++calls > control.refusedContexts) {
-        return g_createContextAttribs(display, configuration, share, direct, attributes);
-    }
-    if (control.refusal == gui::Refusal::XError) {
-        // A request that the server refuses: there is no window of this number.
-        XUnmapWindow(display, 1);
-        return g_createContextAttribs(display, configuration, share, direct, attributes);
-    }
-    return nullptr;
+    return Refuses(display) ? nullptr : g_createContextAttribs(display, configuration, share, direct, attributes);
 }
 
 __GLXextFuncPtr Fetched(const GLubyte* name, __GLXextFuncPtr found) {
@@ -87,11 +92,15 @@ Bool glXQueryVersion(Display* display, int* major, int* minor) {
 
 GLXFBConfig* glXChooseFBConfig(Display* display, int screen, const int* attributes, int* count) {
     SHIM_NEXT(glXChooseFBConfig);
-    SHIM_TRACE("glXChooseFBConfig%s", Numbers(attributes).c_str());
+    SHIM_TRACE("glXChooseFBConfig screen=%d%s", screen, Numbers(attributes).c_str());
     if (shim::Control().noConfigurations != 0) {
         return nullptr;
     }
-    return next(display, screen, attributes, count);
+    GLXFBConfig* list = next(display, screen, attributes, count);
+    if (shim::InProgram(__builtin_return_address(0))) {
+        shim::Watch(list, "configurations");
+    }
+    return list;
 }
 
 int glXGetFBConfigAttrib(Display* display, GLXFBConfig configuration, int attribute, int* value) {
@@ -112,13 +121,22 @@ int glXGetFBConfigAttrib(Display* display, GLXFBConfig configuration, int attrib
 
 XVisualInfo* glXGetVisualFromFBConfig(Display* display, GLXFBConfig configuration) {
     SHIM_NEXT(glXGetVisualFromFBConfig);
-    SHIM_TRACE("glXGetVisualFromFBConfig %p", static_cast<void*>(configuration));
-    return next(display, configuration);
+    if (!shim::InProgram(__builtin_return_address(0))) {
+        return next(display, configuration);
+    }
+    shim::Trace("glXGetVisualFromFBConfig %p", static_cast<void*>(configuration));
+    static int calls = 0;
+    if (++calls <= shim::Control().withoutVisual) {
+        return nullptr;
+    }
+    XVisualInfo* visual = next(display, configuration);
+    shim::Watch(visual, "visual");
+    return visual;
 }
 
 const char* glXQueryExtensionsString(Display* display, int screen) {
     SHIM_NEXT(glXQueryExtensionsString);
-    SHIM_TRACE("glXQueryExtensionsString");
+    SHIM_TRACE("glXQueryExtensionsString screen=%d", screen);
     const char* answer = shim::Control().glxExtensions;
     return answer[0] != '\0' ? answer : next(display, screen);
 }
@@ -138,6 +156,9 @@ __GLXextFuncPtr glXGetProcAddressARB(const GLubyte* name) {
 GLXContext glXCreateNewContext(Display* display, GLXFBConfig configuration, int type, GLXContext share, Bool direct) {
     SHIM_NEXT(glXCreateNewContext);
     SHIM_TRACE("glXCreateNewContext type=0x%X share=%d direct=%d", type, share != nullptr, direct);
+    if (shim::InProgram(__builtin_return_address(0)) && Refuses(display)) {
+        return nullptr;
+    }
     return next(display, configuration, type, share, direct);
 }
 

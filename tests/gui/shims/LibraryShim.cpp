@@ -1,9 +1,11 @@
-// Files that the program opens, takes away and renames, the locale, and the closing of the log.
+// Files that the program opens, takes away and renames, the locale, arrays that it releases, and the closing of the
+// log.
 
 #include <pthread.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <cstddef>
 #include <cstdio>
 
 #include "../../../OsLayer/OsLayer.h"
@@ -36,6 +38,26 @@ char* setlocale(int category, const char* name) noexcept {
 }
 
 }  // extern "C"
+
+namespace {
+
+void DeleteArray(void* array, const void* caller) {
+    static auto* const next = shim::Next(static_cast<void (*)(void*)>(nullptr), "_ZdaPv");
+    if (shim::Control().tracedDeletes != 0 && shim::InProgram(caller)) {
+        shim::Trace("delete[]");
+    }
+    next(array);
+}
+
+}  // namespace
+
+void operator delete[](void* array) noexcept {
+    DeleteArray(array, __builtin_return_address(0));
+}
+
+void operator delete[](void* array, std::size_t) noexcept {
+    DeleteArray(array, __builtin_return_address(0));
+}
 
 // The layer's functions are C++ ones: they are found under the names that the compiler makes of them.
 int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds) {

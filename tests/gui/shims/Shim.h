@@ -19,6 +19,11 @@ void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Whether calls of the frame loop are traced in this frame.
 bool TracedFrame();
+// Adds one line in such a frame only.
+void TraceInFrame(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The release of this piece of memory by the program is traced under the name. One piece for each name: the last one.
+void Watch(const void* piece, const char* name);
 
 template <typename Function>
 Function* Next(Function*, const char* name) {

@@ -3,9 +3,79 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <map>
+#include <mutex>
+#include <string>
+
 #include "Shim.h"
 
+namespace {
+
+// What the program holds, by its name.
+std::map<std::string, const void*> g_watched;
+std::mutex g_guard;
+
+// The name under which this piece was watched, which ends with that; empty when it was not.
+std::string Unwatch(const void* piece) {
+    const std::lock_guard<std::mutex> lock(g_guard);
+    for (auto one = g_watched.begin(); one != g_watched.end(); ++one) {
+        if (one->second == piece) {
+            const std::string name = one->first;
+            g_watched.erase(one);
+            return name;
+        }
+    }
+    return "";
+}
+
+// The number of the screen whose root window this is.
+int ScreenOf(Display* display, Window root) {
+    for (int screen = 0; screen < ScreenCount(display); ++screen) {
+        if (RootWindow(display, screen) == root) {
+            return screen;
+        }
+    }
+    return -1;
+}
+
+// Traces what the program does with an event, where a test looks at that.
+template <typename... Arguments>
+void TraceEvent(const void* caller, const char* format, Arguments... arguments) {
+    if (shim::Control().tracedEvents != 0 && shim::InProgram(caller)) {
+        shim::Trace(format, arguments...);
+    }
+}
+
+}  // namespace
+
+namespace shim {
+
+void Watch(const void* piece, const char* name) {
+    const std::lock_guard<std::mutex> lock(g_guard);
+    g_watched[name] = piece;
+}
+
+}  // namespace shim
+
 extern "C" {
+
+int XFree(void* data) {
+    SHIM_NEXT(XFree);
+    const std::string name = Unwatch(data);
+    if (!name.empty()) {
+        SHIM_TRACE("XFree %s", name.c_str());
+    }
+    return next(data);
+}
+
+XSizeHints* XAllocSizeHints() {
+    SHIM_NEXT(XAllocSizeHints);
+    XSizeHints* hints = next();
+    if (shim::InProgram(__builtin_return_address(0))) {
+        shim::Watch(hints, "hints");
+    }
+    return hints;
+}
 
 Display* XOpenDisplay(const char* name) {
     SHIM_NEXT(XOpenDisplay);
@@ -25,7 +95,7 @@ int XCloseDisplay(Display* display) {
 
 Colormap XCreateColormap(Display* display, Window window, Visual* visual, int alloc) {
     SHIM_NEXT(XCreateColormap);
-    SHIM_TRACE("XCreateColormap alloc=%d", alloc);
+    SHIM_TRACE("XCreateColormap screen=%d alloc=%d", ScreenOf(display, window), alloc);
     return next(display, window, visual, alloc);
 }
 
@@ -39,8 +109,9 @@ Window XCreateWindow(Display* display, Window parent, int x, int y, unsigned int
                      unsigned int border, int depth, unsigned int windowClass, Visual* visual, unsigned long mask,
                      XSetWindowAttributes* attributes) {
     SHIM_NEXT(XCreateWindow);
-    SHIM_TRACE("XCreateWindow at=%d,%d size=%ux%u border=%u class=%u mask=0x%lX events=0x%lX pixel=%lu", x, y, width,
-               height, border, windowClass, mask, attributes->event_mask, attributes->border_pixel);
+    SHIM_TRACE("XCreateWindow screen=%d at=%d,%d size=%ux%u border=%u class=%u mask=0x%lX events=0x%lX pixel=%lu",
+               ScreenOf(display, parent), x, y, width, height, border, windowClass, mask, attributes->event_mask,
+               attributes->border_pixel);
     if (shim::Control().failCreateWindow != 0 && shim::InProgram(__builtin_return_address(0))) {
         return 0;
     }
@@ -118,13 +189,15 @@ int XSync(Display* display, Bool discard) {
 Bool XSupportsLocale() {
     SHIM_NEXT(XSupportsLocale);
     SHIM_TRACE("XSupportsLocale");
-    return next();
+    const Bool answer = next();
+    return shim::Control().localeUnsupported != 0 ? False : answer;
 }
 
 char* XSetLocaleModifiers(const char* modifiers) {
     SHIM_NEXT(XSetLocaleModifiers);
     SHIM_TRACE("XSetLocaleModifiers %s", modifiers);
-    return next(modifiers);
+    char* answer = next(modifiers);
+    return shim::Control().noModifiers != 0 ? nullptr : answer;
 }
 
 XIM XOpenIM(Display* display, struct _XrmHashBucketRec* database, char* name, char* className) {
@@ -137,7 +210,7 @@ Pixmap XCreateBitmapFromData(Display* display, Drawable drawable, const char* da
                              unsigned int height) {
     SHIM_NEXT(XCreateBitmapFromData);
     SHIM_TRACE("XCreateBitmapFromData %ux%u byte=%d", width, height, data[0]);
-    return next(display, drawable, data, width, height);
+    return shim::Control().noBitmap != 0 ? 0 : next(display, drawable, data, width, height);
 }
 
 Cursor XCreatePixmapCursor(Display* display, Pixmap source, Pixmap mask, XColor* foreground, XColor* background,
@@ -189,6 +262,32 @@ int XDefineCursor(Display* display, Window window, Cursor cursor) {
     SHIM_NEXT(XDefineCursor);
     SHIM_TRACE("XDefineCursor");
     return next(display, window, cursor);
+}
+
+int XNextEvent(Display* display, XEvent* event) {
+    SHIM_NEXT(XNextEvent);
+    const int result = next(display, event);
+    TraceEvent(__builtin_return_address(0), "XNextEvent type=%d", event->type);
+    return result;
+}
+
+Bool XFilterEvent(XEvent* event, Window window) {
+    SHIM_NEXT(XFilterEvent);
+    TraceEvent(__builtin_return_address(0), "XFilterEvent type=%d own=%d", event->type, window == event->xany.window);
+    const Bool answer = next(event, window);
+    return shim::Control().filterKeyPresses != 0 && event->type == KeyPress ? True : answer;
+}
+
+KeySym* XGetKeyboardMapping(Display* display, KeyCode first, int count, int* symbolsPerKey) {
+    SHIM_NEXT(XGetKeyboardMapping);
+    TraceEvent(__builtin_return_address(0), "XGetKeyboardMapping count=%d", count);
+    return next(display, first, count, symbolsPerKey);
+}
+
+int XLookupString(XKeyEvent* event, char* text, int size, KeySym* symbol, XComposeStatus* status) {
+    SHIM_NEXT(XLookupString);
+    TraceEvent(__builtin_return_address(0), "XLookupString size=%d", size);
+    return next(event, text, size, symbol, status);
 }
 
 }  // extern "C"
