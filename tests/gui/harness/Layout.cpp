@@ -93,9 +93,9 @@ Rect Scaled(const Rect& rect, float scale) {
 }
 
 // A popup's rectangle counts from the content area of the window that it belongs to.
-Rect Placed(Rect popup, const Panel& window) {
-    popup.x += window.Content().x;
-    popup.y += window.Content().y;
+Rect Placed(Rect popup, const Rect& windowContent) {
+    popup.x += windowContent.x;
+    popup.y += windowContent.y;
     return popup;
 }
 
@@ -109,62 +109,76 @@ int Layout::WindowHeight() const {
     return static_cast<int>(form::kHeight * scale_);
 }
 
+float Layout::HeaderHeight() const {
+    return FontHeight() + 2 * kHeaderPadding + 2 * kHeaderLabelPadding;
+}
+
 Layout::Layout(float scale) : scale_(scale) {
-    const float s = scale;
-    const float header = FontHeight() + 2 * kHeaderPadding + 2 * kHeaderLabelPadding;
-    Panel window({0, 0, form::kWidth * s, form::kHeight * s}, kWindowBorder, 0);
+    Panel window({0, 0, form::kWidth * scale, form::kHeight * scale}, kWindowBorder, 0);
+    PlaceTopology(window.Equal(form::kTopologyHeight * scale, 1)[0]);
+    PlaceStorage(window.Equal(form::kStorageHeight * scale, 1)[0]);
+    PlaceService(window.Equal(form::kServiceHeight * scale, 1)[0]);
+    const auto buttons = window.Equal(form::kButtonHeight * scale, 2);
+    apply = Whole(buttons[0]);
+    cancel = Whole(buttons[1]);
+    PlaceDrivePopup(Placed(Scaled(form::kDrivePopup, scale), window.Content()));
+    PlaceAlertPopup(Placed(form::kAlertPopup, window.Content()));
+}
 
-    topologyGroup = window.Equal(form::kTopologyHeight * s, 1)[0];
-    storageGroup = window.Equal(form::kStorageHeight * s, 1)[0];
-    serviceGroup = window.Equal(form::kServiceHeight * s, 1)[0];
-    const auto headerOf = [header](const Rect& group) { return Rect{group.x, group.y, group.w, header}; };
-    topologyHeader = headerOf(topologyGroup);
-    storageHeader = headerOf(storageGroup);
-    serviceHeader = headerOf(serviceGroup);
-
-    Panel topology(topologyGroup, kInnerBorder, header);
-    auto cells = topology.Row(form::kRowHeight * s, {0.3F, 0.5F, 0.2F});
+void Layout::PlaceTopology(const Rect& group) {
+    topologyGroup = group;
+    topologyHeader = {group.x, group.y, group.w, HeaderHeight()};
+    Panel panel(group, kInnerBorder, HeaderHeight());
+    auto cells = panel.Row(form::kRowHeight * scale_, {0.3F, 0.5F, 0.2F});
     nameLabel = Whole(cells[0]);
     nameField = Whole(cells[1]);
-    cells = topology.Row(form::kRowHeight * s, {0.45F, 0.1F, 0.35F});
+    cells = panel.Row(form::kRowHeight * scale_, {0.45F, 0.1F, 0.35F});
     countLabel = Whole(cells[0]);
     countCombo = Whole(cells[1]);
-    cells = topology.Row(form::kRowHeight * s, {0.2F, 0.1F, 0.5F});
+    cells = panel.Row(form::kRowHeight * scale_, {0.2F, 0.1F, 0.5F});
     idLabel = Whole(cells[0]);
     idCombo = Whole(cells[1]);
+}
 
-    Panel storage(storageGroup, kInnerBorder, header);
-    cells = storage.Row(form::kRowHeight * s, {0.2F, 0.6F, 0.2F});
+void Layout::PlaceStorage(const Rect& group) {
+    storageGroup = group;
+    storageHeader = {group.x, group.y, group.w, HeaderHeight()};
+    Panel panel(group, kInnerBorder, HeaderHeight());
+    auto cells = panel.Row(form::kRowHeight * scale_, {0.2F, 0.6F, 0.2F});
     drivesLabel = Whole(cells[0]);
     summary = Whole(cells[1]);
     select = Whole(cells[2]);
-    cells = storage.Row(form::kRowHeight * s, {0.3F, 0.7F, 0.0F});
+    cells = panel.Row(form::kRowHeight * scale_, {0.3F, 0.7F, 0.0F});
     generalLabel = Whole(cells[0]);
     generalCombo = Whole(cells[1]);
+}
 
-    Panel service(serviceGroup, kInnerBorder, header);
-    cells = service.Row(form::kServiceRowHeight * s, {0.3F, 0.7F});
+void Layout::PlaceService(const Rect& group) {
+    serviceGroup = group;
+    serviceHeader = {group.x, group.y, group.w, HeaderHeight()};
+    Panel panel(group, kInnerBorder, HeaderHeight());
+    const auto cells = panel.Row(form::kServiceRowHeight * scale_, {0.3F, 0.7F});
     serviceLabel = Whole(cells[0]);
     checkbox = Whole(cells[1]);
     const float box = FontHeight();
     checkboxBox = {checkbox.x, checkbox.y + checkbox.h / 2 - box / 2, box, box};
     checkboxText = {checkboxBox.x + box + kToggleSpacing, checkboxBox.y, checkbox.w - box - kToggleSpacing, box};
+}
 
-    cells = window.Equal(form::kButtonHeight * s, 2);
-    apply = Whole(cells[0]);
-    cancel = Whole(cells[1]);
-
-    drivePopup = Placed(Scaled(form::kDrivePopup, s), window);
-    Panel popup(drivePopup, kInnerBorder, 0);
-    driveCaption = Whole(popup.Equal(form::kCaptionHeight * s, 1)[0]);
-    driveList = popup.Static(form::kListHeight * s, std::trunc(form::kListWidth * s));
+void Layout::PlaceDrivePopup(const Rect& bounds) {
+    drivePopup = bounds;
+    Panel popup(bounds, kInnerBorder, 0);
+    driveCaption = Whole(popup.Equal(form::kCaptionHeight * scale_, 1)[0]);
+    driveList = popup.Static(form::kListHeight * scale_, std::trunc(form::kListWidth * scale_));
     driveListContent = Panel(driveList, kInnerBorder, 0).Content();
-    cells = popup.Equal(form::kDriveButtonHeight * s, 2);
-    driveOk = Whole(cells[0]);
-    driveCancel = Whole(cells[1]);
+    const auto buttons = popup.Equal(form::kDriveButtonHeight * scale_, 2);
+    driveOk = Whole(buttons[0]);
+    driveCancel = Whole(buttons[1]);
+}
 
-    alertPopup = Placed(form::kAlertPopup, window);
-    Panel alert(alertPopup, kInnerBorder, 0);
+void Layout::PlaceAlertPopup(const Rect& bounds) {
+    alertPopup = bounds;
+    Panel alert(bounds, kInnerBorder, 0);
     alert.Equal(form::kAlertBlankHeight, 1);
     alertText = Whole(alert.Equal(form::kAlertTextHeight, 1)[0]);
     alertOk = Whole(alert.Equal(form::kAlertButtonHeight, 1)[0]);

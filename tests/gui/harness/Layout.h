@@ -86,6 +86,13 @@ public:
     Rect ItemText(const Rect& item) const;
 
 private:
+    float HeaderHeight() const;
+    void PlaceTopology(const Rect& group);
+    void PlaceStorage(const Rect& group);
+    void PlaceService(const Rect& group);
+    void PlaceDrivePopup(const Rect& bounds);
+    void PlaceAlertPopup(const Rect& bounds);
+
     float scale_;
 };
 
