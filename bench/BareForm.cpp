@@ -59,54 +59,69 @@ BareForm::BareForm(nk_context* ctx, const std::vector<std::string>& drivePaths,
 }
 
 void BareForm::Build() {
-    const struct nk_vec2 combo = nk_vec2(200.0F, 250.0F);
-    const int drives = static_cast<int>(m_drivePaths.size());
+    const struct nk_vec2 comboSize = nk_vec2(200.0F, 250.0F);
     if (nk_begin(m_ctx, "cpdialog", nk_rect(0, 0, 700, 450), NK_WINDOW_BORDER) != 0) {
         if (m_showDrives != 0) {
             BuildDrivesPopup();
         }
-        nk_layout_row_dynamic(m_ctx, 160, 1);
-        if (nk_group_begin(m_ctx, "Recording system topology", kGroup) != 0) {
-            nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kNameRow);
-            nk_label(m_ctx, "The Recording System name:", NK_TEXT_LEFT);
-            nk_edit_string(m_ctx, NK_EDIT_SIMPLE, m_systemName, &m_systemNameLen, 256, nk_filter_default);
-            nk_label(m_ctx, "", NK_TEXT_LEFT);
-            nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kCountRow);
-            nk_label(m_ctx, "The number of the Recorders in the system:", NK_TEXT_LEFT);
-            m_recorderCountIndex = nk_combo(m_ctx, kNumbers, 8, m_recorderCountIndex, 32, combo);
-            nk_label(m_ctx, "", NK_TEXT_LEFT);
-            nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kIdRow);
-            nk_label(m_ctx, "This Recorder ID:", NK_TEXT_LEFT);
-            m_recorderIdIndex = nk_combo(m_ctx, kNumbers, m_recorderCountIndex + 1, m_recorderIdIndex, 32, combo);
-            nk_label(m_ctx, "", NK_TEXT_LEFT);
-            nk_group_end(m_ctx);
-        }
-        nk_layout_row_dynamic(m_ctx, 120, 1);
-        if (nk_group_begin(m_ctx, "Storage", kGroup) != 0) {
-            nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kRecordingRow);
-            nk_label(m_ctx, "Recording drives:", NK_TEXT_LEFT);
-            nk_label(m_ctx, "", NK_TEXT_LEFT);
-            if (nk_button_label(m_ctx, "Select") != 0) {
-                m_showDrives = 1;
-            }
-            nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kGeneralRow);
-            nk_label(m_ctx, "Path to General Storage:", NK_TEXT_LEFT);
-            m_generalStorageIndex =
-                nk_combo(m_ctx, drives != 0 ? m_drivePaths.data() : kNone, drives, m_generalStorageIndex, 32, combo);
-            nk_group_end(m_ctx);
-        }
-        nk_layout_row_dynamic(m_ctx, 100, 1);
-        if (nk_group_begin(m_ctx, "Service control", kGroup) != 0) {
-            nk_layout_row(m_ctx, NK_DYNAMIC, 35, 2, kServiceRow);
-            nk_label(m_ctx, "Run server at system start:", NK_TEXT_LEFT);
-            nk_checkbox_label(m_ctx, m_runServerAtStart != 0 ? "Yes" : "No", &m_runServerAtStart);
-            nk_group_end(m_ctx);
-        }
+        BuildTopologyGroup(comboSize);
+        BuildStorageGroup(comboSize);
+        BuildServiceGroup();
         nk_layout_row_dynamic(m_ctx, 30, 2);
         nk_button_label(m_ctx, "Apply");
         nk_button_label(m_ctx, "Cancel");
     }
     nk_end(m_ctx);
+}
+
+void BareForm::BuildTopologyGroup(struct nk_vec2 comboSize) {
+    nk_layout_row_dynamic(m_ctx, 160, 1);
+    if (nk_group_begin(m_ctx, "Recording system topology", kGroup) == 0) {
+        return;
+    }
+    nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kNameRow);
+    nk_label(m_ctx, "The Recording System name:", NK_TEXT_LEFT);
+    nk_edit_string(m_ctx, NK_EDIT_SIMPLE, m_systemName, &m_systemNameLen, 256, nk_filter_default);
+    nk_label(m_ctx, "", NK_TEXT_LEFT);
+    nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kCountRow);
+    nk_label(m_ctx, "The number of the Recorders in the system:", NK_TEXT_LEFT);
+    m_recorderCountIndex = nk_combo(m_ctx, kNumbers, 8, m_recorderCountIndex, 32, comboSize);
+    nk_label(m_ctx, "", NK_TEXT_LEFT);
+    nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kIdRow);
+    nk_label(m_ctx, "This Recorder ID:", NK_TEXT_LEFT);
+    m_recorderIdIndex = nk_combo(m_ctx, kNumbers, m_recorderCountIndex + 1, m_recorderIdIndex, 32, comboSize);
+    nk_label(m_ctx, "", NK_TEXT_LEFT);
+    nk_group_end(m_ctx);
+}
+
+void BareForm::BuildStorageGroup(struct nk_vec2 comboSize) {
+    const int drives = static_cast<int>(m_drivePaths.size());
+    nk_layout_row_dynamic(m_ctx, 120, 1);
+    if (nk_group_begin(m_ctx, "Storage", kGroup) == 0) {
+        return;
+    }
+    nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kRecordingRow);
+    nk_label(m_ctx, "Recording drives:", NK_TEXT_LEFT);
+    nk_label(m_ctx, "", NK_TEXT_LEFT);
+    if (nk_button_label(m_ctx, "Select") != 0) {
+        m_showDrives = 1;
+    }
+    nk_layout_row(m_ctx, NK_DYNAMIC, 30, 3, kGeneralRow);
+    nk_label(m_ctx, "Path to General Storage:", NK_TEXT_LEFT);
+    m_generalStorageIndex =
+        nk_combo(m_ctx, drives != 0 ? m_drivePaths.data() : kNone, drives, m_generalStorageIndex, 32, comboSize);
+    nk_group_end(m_ctx);
+}
+
+void BareForm::BuildServiceGroup() {
+    nk_layout_row_dynamic(m_ctx, 100, 1);
+    if (nk_group_begin(m_ctx, "Service control", kGroup) == 0) {
+        return;
+    }
+    nk_layout_row(m_ctx, NK_DYNAMIC, 35, 2, kServiceRow);
+    nk_label(m_ctx, "Run server at system start:", NK_TEXT_LEFT);
+    nk_checkbox_label(m_ctx, m_runServerAtStart != 0 ? "Yes" : "No", &m_runServerAtStart);
+    nk_group_end(m_ctx);
 }
 
 void BareForm::BuildDrivesPopup() {

@@ -1,4 +1,4 @@
-// The form's toolkit calls and nothing else: the same calls in the same order with the same values, written out flat.
+// The form's toolkit calls and nothing else: the same calls in the same order with the same values, spelled out.
 #pragma once
 
 #include <nuklear.h>
@@ -15,6 +15,9 @@ public:
     void Build();
 
 private:
+    void BuildTopologyGroup(struct nk_vec2 comboSize);
+    void BuildStorageGroup(struct nk_vec2 comboSize);
+    void BuildServiceGroup();
     void BuildDrivesPopup();
 
     nk_context* m_ctx;

@@ -21,33 +21,27 @@ constexpr unsigned int kHeight = 450;
     std::exit(EXIT_FAILURE);
 }
 
+// clang-format off
+constexpr int kConfigAttributes[] = {
+    GLX_X_RENDERABLE, True,
+    GLX_DRAWABLE_TYPE, GLX_WINDOW_BIT,
+    GLX_RENDER_TYPE, GLX_RGBA_BIT,
+    GLX_X_VISUAL_TYPE, GLX_TRUE_COLOR,
+    GLX_RED_SIZE, 8,
+    GLX_GREEN_SIZE, 8,
+    GLX_BLUE_SIZE, 8,
+    GLX_ALPHA_SIZE, 8,
+    GLX_DEPTH_SIZE, 24,
+    GLX_STENCIL_SIZE, 8,
+    GLX_DOUBLEBUFFER, True,
+    None,
+};
+// clang-format on
+
 // The configuration with the most samples; of equal ones the first.
 GLXFBConfig ChooseConfig(Display* display) {
-    const int attributes[] = {GLX_X_RENDERABLE,
-                              True,
-                              GLX_DRAWABLE_TYPE,
-                              GLX_WINDOW_BIT,
-                              GLX_RENDER_TYPE,
-                              GLX_RGBA_BIT,
-                              GLX_X_VISUAL_TYPE,
-                              GLX_TRUE_COLOR,
-                              GLX_RED_SIZE,
-                              8,
-                              GLX_GREEN_SIZE,
-                              8,
-                              GLX_BLUE_SIZE,
-                              8,
-                              GLX_ALPHA_SIZE,
-                              8,
-                              GLX_DEPTH_SIZE,
-                              24,
-                              GLX_STENCIL_SIZE,
-                              8,
-                              GLX_DOUBLEBUFFER,
-                              True,
-                              None};
     int count = 0;
-    GLXFBConfig* configs = glXChooseFBConfig(display, XDefaultScreen(display), attributes, &count);
+    GLXFBConfig* configs = glXChooseFBConfig(display, XDefaultScreen(display), kConfigAttributes, &count);
     if (configs == nullptr || count == 0) {
         Fail("no framebuffer configuration");
     }
