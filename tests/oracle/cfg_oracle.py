@@ -159,43 +159,82 @@ def scan_float(text, at):
     return float_bits(found.group(0)), found.end()
 
 
+# One function for each kind of step. It takes the text and where to go on in it, appends what it takes to the values,
+# and returns where it ended.
+
+def skip_blank(text, at):
+    return SPACE.match(text, at).end()
+
+
+def need_more(text, at):
+    if at == len(text):
+        raise Stop(True)
+
+
+def step_literal(text, at, literal, _values):
+    if not text.startswith(literal, at):
+        raise Stop(literal.startswith(text[at:]))
+    return at + len(literal)
+
+
+def step_blank(text, at, _, _values):
+    return skip_blank(text, at)
+
+
+def step_percent(text, at, _, _values):
+    at = skip_blank(text, at)
+    need_more(text, at)
+    if text[at] != 0x25:
+        raise Stop(False)
+    return at + 1
+
+
+def step_byte(text, at, _, values):
+    need_more(text, at)
+    values.append(text[at])
+    return at + 1
+
+
+def step_set(text, at, members, values):
+    need_more(text, at)
+    end = members.match(text, at).end()
+    if end == at:
+        raise Stop(False)
+    values.append(text[at:end])
+    return end
+
+
+def step_float(text, at, _, values):
+    value, at = scan_float(text, skip_blank(text, at))
+    values.append(value)
+    return at
+
+
+def step_decimal(text, at, mask, values):
+    value, at = scan_integer(text, skip_blank(text, at), 10)
+    values.append(value & mask)
+    return at
+
+
+def step_hexadecimal(text, at, mask, values):
+    value, at = scan_integer(text, skip_blank(text, at), 16)
+    values.append(value & mask)
+    return at
+
+
+STEPS = {
+    "literal": step_literal, "blank": step_blank, "%": step_percent, "c": step_byte, "set": step_set,
+    "f": step_float, "u": step_decimal, "x": step_hexadecimal,
+}
+
+
 def scan(steps, text):
     """Runs a compiled pattern over a text without a zero byte. Returns the values taken, and sscanf's result."""
     values = []
     at = 0
     try:
         for kind, argument in steps:
-            if kind == "literal":
-                if not text.startswith(argument, at):
-                    raise Stop(argument.startswith(text[at:]))
-                at += len(argument)
-                continue
-            if kind == "blank":
-                at = SPACE.match(text, at).end()
-                continue
-            if kind not in ("set", "c"):
-                at = SPACE.match(text, at).end()
-            if at == len(text):
-                raise Stop(True)
-            if kind == "%":
-                if text[at] != 0x25:
-                    raise Stop(False)
-                at += 1
-            elif kind == "c":
-                values.append(text[at])
-                at += 1
-            elif kind == "set":
-                end = argument.match(text, at).end()
-                if end == at:
-                    raise Stop(False)
-                values.append(text[at:end])
-                at = end
-            elif kind == "f":
-                value, at = scan_float(text, at)
-                values.append(value)
-            else:
-                value, at = scan_integer(text, at, 10 if kind == "u" else 16)
-                values.append(value & argument)
+            at = STEPS[kind](text, at, argument, values)
     except Stop as stop:
         if not values:
             return values, -1 if stop.end_of_input else 0
