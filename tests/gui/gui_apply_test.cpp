@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(machine_.Local(), LocalFile(id, {"/mnt/b"}));
     }
 
-    // Takes an entry that is there to "No": other files first, to tell the writing of them from what they hold already.
+    // Applies "No" where an entry stands, together with other numbers: the files must show them afterwards.
     void SwitchOffAndExpectTheRestDone() {
         Session session(machine_, kFullHd);
         EXPECT_TRUE(session.Reads(session.At().checkboxText, "Yes", colour::kWindow));
@@ -385,6 +385,7 @@ TEST(LongPath, OfUpTo2048BytesAsGeneralAndRecordingStorageRaisesTheAlert) {
         Session session(machine, kFullHd);
         SwitchDrives(session, {0}, session.At().driveOk);
         session.Click(session.At().apply);
+        ASSERT_TRUE(session.Run().Running()) << bytes;
         EXPECT_TRUE(AlertIsUp(session)) << bytes;
         EXPECT_EQ(machine.Global(), GlobalFile("Site A", 1, "")) << bytes;
     }
@@ -413,6 +414,7 @@ TEST(LongPath, CutTo2048BytesClashesWithTheDriveOfThatName) {
     Session session(machine, kFullHd);
     SwitchDrives(session, {1}, session.At().driveOk);
     session.Click(session.At().apply);
+    ASSERT_TRUE(session.Run().Running());
     EXPECT_TRUE(AlertIsUp(session));
 }
 
