@@ -81,6 +81,9 @@ struct Lettering::Font {
     }
 
     void CoverGlyph(Cover& cover, const nk_font_glyph& glyph, float left, float top) const {
+        if (glyph.x1 <= glyph.x0 || glyph.y1 <= glyph.y0) {
+            return;  // a blank
+        }
         const float x0 = left + glyph.x0;
         const float y0 = top + glyph.y0;
         for (int y = std::max(0, static_cast<int>(y0)); y < cover.Height(); ++y) {

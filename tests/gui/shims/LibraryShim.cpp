@@ -33,7 +33,10 @@ int rename(const char* from, const char* to) noexcept {
 
 char* setlocale(int category, const char* name) noexcept {
     SHIM_NEXT(setlocale);
-    SHIM_TRACE("setlocale category=%d name=\"%s\"", category, name == nullptr ? "null" : name);
+    // Xlib asks for the locale that is set, and some builds of the program let those calls be seen here.
+    if (name != nullptr) {
+        SHIM_TRACE("setlocale category=%d name=\"%s\"", category, name);
+    }
     return next(category, name);
 }
 
