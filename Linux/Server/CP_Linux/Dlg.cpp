@@ -223,8 +223,8 @@ void Dlg::Init() {
 }
 
 void Dlg::InitStyles(nk_context* ctx) {
-    SetColors(ctx);
     if (ctx != nullptr) {
+        SetColors(ctx);
         PushStyles(ctx);
     }
 }
