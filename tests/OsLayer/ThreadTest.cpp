@@ -5,12 +5,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
 
 #include "OsLayer.h"
+
+static std::atomic<int> g_prioritiesSet{0};
+
+// Stands in for the C library's function of this name, which the layer calls.
+extern "C" int setpriority(__priority_which_t which, id_t who, int priority) noexcept {
+    ++g_prioritiesSet;
+    return static_cast<int>(syscall(SYS_setpriority, which, who, priority));
+}
 
 namespace {
 
@@ -261,6 +270,15 @@ TEST(SetThreadPriority, StepsCountFromThePriorityThatTheProgramHas) {
             std::exit(NicenessUnder(-1) == OneStepBelow(std::min(own + 10, 19)) ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST(SetThreadPriority, AThreadThatHasEndedIsLeftAlone) {
+    void* thread = OS_CreateThread([](void*) -> void* { return nullptr; }, nullptr);
+    ASSERT_NE(OS_WaitForThreadToFinishWithTimeout(thread, OS_INFINITE), 0);
+    const int before = g_prioritiesSet;
+    OS_SetThreadPriority(thread, -1);
+    EXPECT_EQ(g_prioritiesSet, before);
+    OS_CloseThreadHandle(thread);
 }
 
 TEST(SetThreadPriority, NormalChangesNothing) {
