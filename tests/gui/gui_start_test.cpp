@@ -23,15 +23,18 @@ protected:
         Program::Options options;
         options.root = root;
         options.arguments = std::move(arguments);
+        options.shim = [](ShimControl& shim) { shim.tracing = 1; };
         Program program(options);
         const Ending ending = program.End();
         output_ = program.Output();
+        trace_ = program.Trace();
         return ending;
     }
 
     // Runs the program with an X server but to an end of its own.
-    Ending RunToItsEnd(const std::function<void(ShimControl&)>& shim = {}) {
+    Ending RunToItsEnd(const std::function<void(ShimControl&)>& shim = {}, bool root = true) {
         Program::Options options;
+        options.root = root;
         options.display = ServerFor(kFullHd).Name();
         options.shim = shim;
         Program program(options);
@@ -62,8 +65,14 @@ protected:
         }
     }
 
+    // As RunToItsEnd, to an end by the way of main, so that nothing printed is lost.
+    void RunThroughMain(bool root = true) {
+        RunToItsEnd([](ShimControl& shim) { shim.failDisplayCall = 2; }, root);
+    }
+
     Machine machine_;
     std::string output_;
+    std::string trace_;
 };
 
 // Directories and modes.
@@ -144,8 +153,7 @@ TEST_F(Start, LogFileKeepsItsModeWithoutRootAndWithoutAMessage) {
 TEST_F(Start, FileInThePlaceOfTheLogDirectoryCountsAsExisting) {
     machine_.Remove(place::kLogDirectory);
     machine_.Write(place::kLogDirectory, "a file\n");
-    // An end by the way of main, so that nothing printed is lost.
-    RunToItsEnd([](ShimControl& shim) { shim.failDisplayCall = 2; });
+    RunThroughMain();
     EXPECT_EQ(output_.find(kLogMissing), std::string::npos);
     EXPECT_EQ(output_.rfind("Cannot create log file /etc/Orvan/Log/Server/Log.txt (20)\n", 0), 0U) << output_;
     EXPECT_NE(output_.find(" in SetPermissionsToLogFile\n"), std::string::npos) << output_;
@@ -165,9 +173,47 @@ TEST_F(Start, FailedCreationIsReportedAndTheFormStillComesUp) {
     CancelAndEnd(session);
 }
 
+TEST_F(Start, FailedCreationOfTheLogDirectoryLeavesTheConfigDirectoryMissing) {
+    machine_.Remove("/etc/Orvan/Log");
+    machine_.Remove(place::kConfig);
+    machine_.Write("/etc/Orvan/Log", "a file\n");
+    RunThroughMain();
+    EXPECT_EQ(output_.rfind(kLogMissing + kConfigMissing, 0), 0U) << output_;
+    EXPECT_NE(output_.find(" in PrepareDirectories\n"), std::string::npos) << output_;
+    EXPECT_EQ(output_.find("Created directory"), std::string::npos) << output_;
+    EXPECT_FALSE(machine_.Exists(place::kConfig));
+}
+
+TEST_F(Start, FailedCreationOfTheConfigDirectoryLeavesTheModeOfTheNewLogDirectory) {
+    machine_.Remove(place::kLogDirectory);
+    machine_.Remove("/etc/Orvan/Config");
+    machine_.Write("/etc/Orvan/Config", "a file\n");
+    RunThroughMain();
+    EXPECT_EQ(output_.rfind(kLogMissing + kConfigMissing + kCreatedLog, 0), 0U) << output_;
+    EXPECT_NE(output_.find(" in PrepareDirectories\n"), std::string::npos) << output_;
+    EXPECT_EQ(machine_.Mode(place::kLogDirectory), 0755U);
+}
+
+TEST_F(Start, FailureIsReportedWithoutAFlush) {
+    machine_.Remove(place::kLogDirectory);
+    machine_.Write(place::kLogDirectory, "a file\n");
+    // There is no log thread that flushes, and the memory fault takes with it what is still buffered.
+    EXPECT_EQ(RunWithoutDisplay().signal, SIGSEGV);
+    EXPECT_EQ(output_, "Cannot create log file /etc/Orvan/Log/Server/Log.txt (20)\n");
+}
+
+TEST_F(Start, LogDirectoryThatCannotBeReachedIsReportedTwiceToAnOrdinaryUser) {
+    GiveToEverybody();
+    ASSERT_EQ(chmod("/etc/Orvan/Log", 0700), 0);
+    RunThroughMain(false);
+    const std::size_t prepare = output_.find(" in PrepareDirectories\n");
+    EXPECT_NE(prepare, std::string::npos) << output_;
+    EXPECT_NE(output_.find(" in SetPermissionsToLogFile\n", prepare), std::string::npos) << output_;
+}
+
 TEST_F(Start, MissingLogFileCannotGetItsModeWhichIsReported) {
     machine_.ReadOnly(place::kLogDirectory);
-    RunToItsEnd([](ShimControl& shim) { shim.failDisplayCall = 2; });
+    RunThroughMain();
     EXPECT_EQ(output_.rfind("Cannot create log file /etc/Orvan/Log/Server/Log.txt (30)\n", 0), 0U) << output_;
     EXPECT_NE(output_.find(" in SetPermissionsToLogFile\n"), std::string::npos) << output_;
     EXPECT_NE(output_.find("[/etc/Orvan/Log/Server/Log.txt]"), std::string::npos) << output_;
@@ -192,6 +238,23 @@ TEST_F(Start, WithoutADisplayAMemoryFaultFollowsDirectoriesLogAndConfiguration) 
     const std::string log = machine_.Log();
     // The log thread may not have got to the last lines; what it wrote is the beginning of this.
     EXPECT_EQ((kNoGlobal + kNoLocal + kNoCameraFile).rfind(log, 0), 0U) << log;
+}
+
+TEST_F(Start, WithoutADisplayTheThreeFilesHaveBeenReadInTheirOrder) {
+    machine_.Global(GlobalFile("Site A", 1, ""));
+    machine_.Local(LocalFile(1, {}));
+    EXPECT_EQ(RunWithoutDisplay().signal, SIGSEGV);
+    std::size_t at = 0;
+    for (const char* name : {"global.cfg", "local.cfg", "camera.cfg"}) {
+        at = trace_.find("fopen " + place::kConfig + "/" + name + "\n", at);
+        ASSERT_NE(at, std::string::npos) << name << " in\n" << trace_;
+    }
+    EXPECT_NE(trace_.find("XOpenDisplay", at), std::string::npos) << trace_;
+}
+
+TEST_F(Start, WithoutADisplayTheFontsStatusIsAskedForBeforeTheDisplay) {
+    machine_.Link(place::kFont, place::kFont);
+    EXPECT_EQ(RunWithoutDisplay().signal, SIGABRT);
 }
 
 TEST_F(Start, WithoutADisplayNoLineOfItsOwnIsLogged) {
