@@ -49,8 +49,8 @@ void ReleaseOutputs() {
     g_outputs.compare_exchange_strong(expected, Outputs::Free);
 }
 
-// Runs at exit() with its status. When the log thread is stuck in an output, nothing of stdio may run any more: it would
-// wait for the thread's lock or write where the thread cannot. The process then ends here.
+// Runs at exit() with its status. When the log thread is stuck in an output, nothing of stdio may run any more: it
+// would wait for the thread's lock or write where the thread cannot. The process then ends here.
 void TakeOutputsAtExit(int status, void* /*unused*/) {
     const auto deadline = std::chrono::steady_clock::now() + kExitPatience;
     Outputs expected = Outputs::Free;
@@ -143,8 +143,8 @@ void WriteChunk(const char* bytes, std::size_t count) {
     (void)std::fflush(g_hLogConsole);
 }
 
-// What a thread ended by force did not get out is lost, the part in stdio's buffers too: the next flush of either output
-// would be stuck where the thread was.
+// What a thread ended by force did not get out is lost, the part in stdio's buffers too: the next flush of either
+// output would be stuck where the thread was.
 void DropWhatIsBuffered() {
     __fpurge(g_hLogConsole);
     if (g_hLogFile != nullptr) {

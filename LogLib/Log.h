@@ -26,8 +26,8 @@ enum LOG_LEVEL : std::int32_t {
 // full it is cut, or dropped when another thread has filled the ring meanwhile.
 void LogFunc(LOG_LEVEL level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// What all code logs through. It is LogFunc, and nothing in the libraries or the program changes it; a client that wants
-// the messages for itself may point it elsewhere before it starts threads of its own.
+// What all code logs through. It is LogFunc, and nothing in the libraries or the program changes it; a client that
+// wants the messages for itself may point it elsewhere before it starts threads of its own.
 extern void (*Log)(LOG_LEVEL level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Opens the log "Log.txt" (index 0 or 1) or "Log<index>.txt" in `directory`, a path below the program data path that
