@@ -506,6 +506,10 @@ TEST_F(Window, FrameIsThisSequenceOfCalls) {
             calls.push_back(line);
         }
     }
+    // 2 / 700 and -2 / 450 on the diagonal.
+    const std::string projection =
+        "0.002857 0.000000 0.000000 0.000000 0.000000 -0.004444 0.000000 0.000000 "
+        "0.000000 0.000000 -1.000000 0.000000 -1.000000 1.000000 0.000000 1.000000";
     const std::vector<std::string> expected = {
         "XGetWindowAttributes",
         "glViewport 0,0 0x0",
@@ -521,8 +525,7 @@ TEST_F(Window, FrameIsThisSequenceOfCalls) {
         "glActiveTexture 0x84C0",   // GL_TEXTURE0
         "glUseProgram own",
         "glUniform1i Texture=0",
-        "glUniformMatrix4fv ProjMtx count=1 transpose=0 0.002857 0.000000 0.000000 0.000000 0.000000 -0.004444 "
-        "0.000000 0.000000 0.000000 0.000000 -1.000000 0.000000 -1.000000 1.000000 0.000000 1.000000",
+        "glUniformMatrix4fv ProjMtx count=1 transpose=0 " + projection,
         "glViewport 0,0 700x450",
         "glBindVertexArray own",
         "glBindBuffer target=0x8892 first",
