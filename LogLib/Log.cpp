@@ -56,7 +56,7 @@ void TakeOutputsAtExit(int status, void* /*unused*/) {
     Outputs expected = Outputs::Free;
     while (!g_outputs.compare_exchange_strong(expected, Outputs::TakenAtExit)) {
         if (std::chrono::steady_clock::now() >= deadline) {
-            _exit(status);
+            std::_Exit(status);
         }
         expected = Outputs::Free;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
