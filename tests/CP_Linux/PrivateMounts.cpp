@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
+#include "support/Child.h"
 #include "support/Files.h"
 
 namespace {
@@ -33,30 +31,15 @@ void EnterPrivateMounts() {
     ASSERT_EQ(mount("tmpfs", "/etc", "tmpfs", 0, "size=1m"), 0) << "no file system in memory";
 }
 
-// Runs the function and ends the process: an exception must not lead back into the tests of the process it came from.
-[[noreturn]] void RunAndExit(const std::function<void()>& function) {
-    try {
+}  // namespace
+
+bool PassesWithPrivateMounts(const std::function<void()>& function) {
+    return test_support::PassesInChild([&] {
         EnterPrivateMounts();
         if (!testing::Test::HasFatalFailure()) {
             function();
         }
-    } catch (...) {
-        ADD_FAILURE() << "an exception came out";
-    }
-    std::fflush(nullptr);
-    std::exit(testing::Test::HasFailure() ? 1 : 0);
-}
-
-}  // namespace
-
-bool PassesWithPrivateMounts(const std::function<void()>& function) {
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        RunAndExit(function);
-    }
-    int status = -1;
-    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    });
 }
 
 void MountMemory(const std::string& folder, const std::string& device, const std::string& size) {

@@ -100,18 +100,6 @@ CONFIGURATION__LOCAL& ConfigTest::Local() {
     return *ConfigFile_GetStructPtr_Local();
 }
 
-bool PassesInChild(const std::function<void()>& function) {
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        function();
-        std::fflush(nullptr);
-        std::exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 namespace {
 
 int g_logPipe = -1;

@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "ConfigLib.h"
+#include "support/Child.h"
 #include "support/Files.h"
 #include "support/LogRecorder.h"
 
+using test_support::PassesInChild;
 using Messages = std::vector<std::string>;
 
 // Every test begins with ConfigLib_Init(0), empty records, an empty folder and an empty log.
@@ -54,9 +56,6 @@ private:
 constexpr unsigned int Address(unsigned int a, unsigned int b, unsigned int c, unsigned int d) {
     return a | b << 8 | c << 16 | d << 24;
 }
-
-// Runs the function in a child process, with its checks; true when none failed and it came to its end.
-bool PassesInChild(const std::function<void()>& function);
 
 // Runs the function in a child whose log goes to this process, until `count` messages have come or the child has ended;
 // then kills it. Gives the messages, and in `ended` whether the function came to an end by itself.
