@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "Log.h"
+#include "OpenFile.h"
 #include "cfg_utils.h"
 
 namespace ConfigLib {
@@ -32,11 +33,20 @@ void BuildInfoName(FileName& name, CAPTURE_DEVICE_TYPE type, bool emuDef) {
     }
 }
 
-FilePtr OpenInfoFile(CAPTURE_DEVICE_TYPE type, bool emuDef, const char* mode) {
+// What a file of this matter is opened for. None is written through a temporary one.
+enum class Purpose { Read, Write };
+
+FilePtr OpenInLocation(ConfigPath& path, const char* name, Purpose purpose) {
+    BuildConfigPath(path, name);
+    return FilePtr(purpose == Purpose::Read ? StreamOf(OpenToRead(path), "r")
+                                            : StreamOf(OpenLogFile(path, OldBytes::Cut), "w"));
+}
+
+FilePtr OpenInfoFile(CAPTURE_DEVICE_TYPE type, bool emuDef, Purpose purpose) {
     FileName name;
     ConfigPath path;
     BuildInfoName(name, type, emuDef);
-    FilePtr file = OpenInLocation(path, name, mode);
+    FilePtr file = OpenInLocation(path, name, purpose);
     if (file == nullptr) {
         Log(LOG_LEVEL_ERROR, "Config: Cannot open %s config file '%s'", DeviceLabel(type, DEVICE_LABEL_SINGULAR_LOWER),
             path);
@@ -44,9 +54,9 @@ FilePtr OpenInfoFile(CAPTURE_DEVICE_TYPE type, bool emuDef, const char* mode) {
     return file;
 }
 
-FilePtr OpenMapFile(const char* name, const char* mode) {
+FilePtr OpenMapFile(const char* name, Purpose purpose) {
     ConfigPath path;
-    FilePtr file = OpenInLocation(path, name, mode);
+    FilePtr file = OpenInLocation(path, name, purpose);
     if (file == nullptr) {
         Log(LOG_LEVEL_ERROR, "Config: Cannot open Device Map info file '%s'", path);
     }
@@ -89,7 +99,7 @@ std::map<std::uint64_t, CAPTURE_DEVICE_INFO>* ConfigFile_GetStructPtr_DeviceInfo
 
 int ConfigLib_Load_DeviceInfo(CAPTURE_DEVICE_TYPE type, bool emuDef) {
     ConfigLib::g_DeviceNameAndPos[type].clear();
-    const FilePtr file = OpenInfoFile(type, emuDef, "r");
+    const FilePtr file = OpenInfoFile(type, emuDef, Purpose::Read);
     if (file == nullptr) {
         return CONFIG_LOAD_FAILED;
     }
@@ -108,7 +118,7 @@ int ConfigLib_Load_DeviceInfo(CAPTURE_DEVICE_TYPE type, bool emuDef) {
 
 bool ConfigLib_Save_DeviceInfo(CAPTURE_DEVICE_TYPE type, std::vector<CAPTURE_DEVICE_INFO>* infos,
                                std::vector<unsigned int>* keys) {
-    const FilePtr file = OpenInfoFile(type, false, "w");
+    const FilePtr file = OpenInfoFile(type, false, Purpose::Write);
     if (file == nullptr) {
         return false;
     }
@@ -126,7 +136,7 @@ bool ConfigLib_Save_DeviceInfo(CAPTURE_DEVICE_TYPE type, std::vector<CAPTURE_DEV
 }
 
 int ConfigLib_Load_DeviceMap(bool emuDef) {
-    const FilePtr file = OpenMapFile(emuDef ? kDeviceMapEmuDef : kDeviceMap, "rb");
+    const FilePtr file = OpenMapFile(emuDef ? kDeviceMapEmuDef : kDeviceMap, Purpose::Read);
     if (file == nullptr) {
         return CONFIG_LOAD_FAILED;
     }
@@ -144,7 +154,7 @@ int ConfigLib_Load_DeviceMap(bool emuDef) {
 }
 
 bool ConfigLib_Save_DeviceMap(void* block, unsigned int size) {
-    const FilePtr file = OpenMapFile(kDeviceMap, "wb");
+    const FilePtr file = OpenMapFile(kDeviceMap, Purpose::Write);
     if (file == nullptr) {
         return false;
     }

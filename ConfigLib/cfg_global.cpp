@@ -243,7 +243,7 @@ CONFIGURATION__GLOBAL* ConfigFile_GetStructPtr_Global() {
 
 int ConfigLib_Load_Global() {
     std::memset(&gGlobal, 0, sizeof gGlobal);
-    const FilePtr file = OpenConfigFile(kFileName, "r");
+    const FilePtr file = OpenConfigFile(kFileName);
     if (file == nullptr) {
         return CONFIG_LOAD_FAILED;
     }

@@ -754,7 +754,7 @@ int ConfigLib_Load_Local() {
     Reset(gLocal);
     FileName name;
     BuildFileName(name, "");
-    const FilePtr file = OpenConfigFile(name, "r");
+    const FilePtr file = OpenConfigFile(name);
     if (file == nullptr) {
         return CONFIG_LOAD_FAILED;
     }

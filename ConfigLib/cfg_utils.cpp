@@ -1,19 +1,24 @@
 #include "cfg_utils.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 
 #include "FormatText.h"
 #include "Log.h"
+#include "OpenFile.h"
 #include "OsLayer.h"
 
 namespace {
 
 constexpr std::size_t kLocationSize = 1024;                   // bytes, by contract with the callers
 constexpr char kConfigDirectory[] = "/Orvan/Config/Server/";  // below the program data path
-constexpr std::size_t kItemSize = 2048;                       // bytes of one formatted item
 
 constexpr DEVICE_TYPE_LABELS g_DeviceTypeName_built_in[CAPTURE_DEVICE_TYPES] = {
     {"Camera", "camera", "Cameras", "cameras"},
@@ -85,17 +90,17 @@ void BuildConfigPath(ConfigPath& path, const char* name) {
     std::snprintf(path, sizeof path, "%s%s", location, name);
 }
 
-FilePtr OpenInLocation(ConfigPath& path, const char* name, const char* mode) {
-    BuildConfigPath(path, name);
-    return FilePtr(std::fopen(path, mode));
+void ReportCannotOpen(const char* path) {
+    Log(LOG_LEVEL_ERROR, "Config: Cannot open config file '%s' (%u)", path,
+        static_cast<unsigned int>(OS_GetLastError()));
 }
 
-FilePtr OpenConfigFile(const char* name, const char* mode) {
+FilePtr OpenConfigFile(const char* name) {
     ConfigPath path;
-    FilePtr file = OpenInLocation(path, name, mode);
+    BuildConfigPath(path, name);
+    FilePtr file(StreamOf(OpenToRead(path), "r"));
     if (file == nullptr) {
-        Log(LOG_LEVEL_ERROR, "Config: Cannot open config file '%s' (%u)", path,
-            static_cast<unsigned int>(OS_GetLastError()));
+        ReportCannotOpen(path);
     }
     return file;
 }
@@ -174,38 +179,99 @@ bool ScanOfflineList(const char* list, const OfflineList& target, int& status) {
     return taken;
 }
 
-ConfigFileWriter::ConfigFileWriter(const char* temporaryName, const char* finalName)
-    : temporaryName_(temporaryName), finalName_(finalName), file_(OpenConfigFile(temporaryName, "w")) {}
+ConfigFileWriter::ConfigFileWriter(const char* temporaryName, const char* finalName) {
+    BuildConfigPath(temporary_, temporaryName);
+    BuildConfigPath(final_, finalName);
+    file_ = OpenAnew(temporary_);
+    if (file_ < 0) {
+        ReportCannotOpen(temporary_);
+    }
+}
+
+ConfigFileWriter::~ConfigFileWriter() {
+    if (IsOpen()) {
+        Close();
+    }
+}
 
 void ConfigFileWriter::Item(const char* format, ...) {
-    char item[kItemSize];
     va_list arguments;
     va_start(arguments, format);
-    const int formatted = FormatText(item, sizeof item, format, arguments);
+    const int formatted = FormatText(buffer_ + pending_, kItemSize, format, arguments);
     va_end(arguments);
     if (formatted < 0) {
         complete_ = false;
         return;
     }
     const auto wanted = static_cast<std::size_t>(formatted);
-    const std::size_t written = fwrite_unlocked(item, 1, std::min(wanted, sizeof item - 1), file_.get());
-    complete_ = complete_ && written == wanted;
+    const std::size_t kept = std::min(wanted, kItemSize - 1);
+    complete_ = complete_ && kept == wanted;
+    pending_ += kept;
+    if (pending_ >= kGathered) {
+        Flush();
+    }
 }
 
 void ConfigFileWriter::Address(const char* lead, std::uint32_t address) {
     Item("%s%u.%u.%u.%u", lead, address & 0xFF, address >> 8 & 0xFF, address >> 16 & 0xFF, address >> 24);
 }
 
+void ConfigFileWriter::Flush() {
+    complete_ = WriteAll(file_, buffer_, pending_) && complete_;
+    pending_ = 0;
+}
+
+// A file system that has no such call keeps its promise in another way or has none to keep.
+void ConfigFileWriter::Sync() {
+    int result = 0;
+    do {
+        result = fdatasync(file_);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0 && errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) {
+        complete_ = false;
+    }
+}
+
+// Intended: the result of closing is not looked at. The bytes are on the disk by then.
+void ConfigFileWriter::Close() {
+    (void)close(file_);
+    file_ = -1;
+}
+
+namespace {
+
+// Whether the path still leads to the file of this status: in a folder that everybody may write to, somebody can have
+// put another one there.
+bool IsStill(const char* path, const struct stat& file) {
+    struct stat found {};
+    return lstat(path, &found) == 0 && found.st_dev == file.st_dev && found.st_ino == file.st_ino;
+}
+
+// Brings a rename to the disk. Where that fails the new file is in place all the same.
+void SyncDirectoryOf(const ConfigPath& path) {
+    ConfigPath directory;
+    std::memcpy(directory, path, sizeof directory);
+    *(std::strrchr(directory, '/') + 1) = '\0';
+    const int descriptor = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        (void)fsync(descriptor);
+        (void)close(descriptor);
+    }
+}
+
+}  // namespace
+
 bool ConfigFileWriter::Commit() {
-    file_.reset();
-    if (!complete_) {
+    Flush();
+    Sync();
+    struct stat written {};
+    const bool known = fstat(file_, &written) == 0;
+    Close();
+    if (!complete_ || !known || !IsStill(temporary_, written) || std::rename(temporary_, final_) != 0) {
         return false;
     }
-    ConfigPath temporary;
-    ConfigPath final;
-    BuildConfigPath(temporary, temporaryName_);
-    BuildConfigPath(final, finalName_);
-    return std::rename(temporary, final) == 0;
+    SyncDirectoryOf(final_);
+    return true;
 }
 
 RecordText TextInRecord(const void* record, std::size_t offset, std::size_t size) {

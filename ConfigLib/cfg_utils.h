@@ -67,13 +67,12 @@ inline const char* DeviceLabel(int type, DEVICE_LABEL field) {
 // Builds the full path of a file of the configuration location.
 void BuildConfigPath(ConfigPath& path, const char* name);
 
-// Opens a file of the configuration location, mode as for fopen, and leaves its full path in `path`. Null on failure,
-// with the system's error number in place; the caller reports.
-FilePtr OpenInLocation(ConfigPath& path, const char* name, const char* mode);
+// Reports "Config: Cannot open config file '%s' (%u)" with the path and the system's last error number.
+void ReportCannotOpen(const char* path);
 
-// Opens a file of the configuration location, mode as for fopen. On failure reports
-// "Config: Cannot open config file '%s' (%u)" and returns null.
-FilePtr OpenConfigFile(const char* name, const char* mode);
+// Opens a file of the configuration location for reading. On failure reports it as above and returns null. What is
+// neither a file nor a directory reads as empty.
+FilePtr OpenConfigFile(const char* name);
 
 // Reads up to the next line that is not empty once normalised, into a buffer of `size` bytes. A longer line continues
 // as a further line; a NUL byte ends its line. False at the end of the file or when a read delivers nothing.
@@ -102,29 +101,43 @@ struct OfflineList {
 // again for ever: that is meant.
 bool ScanOfflineList(const char* list, const OfflineList& target, int& status);
 
-// Writes a configuration file under a temporary name and moves it over the old one: a reader sees either file whole.
+// Writes a configuration file under a temporary name and moves it over the old one. A reader sees the old file or the
+// new one, whole; so does the next start after a crash or a power cut, since the new bytes are on the disk before the
+// move.
 class ConfigFileWriter {
 public:
-    // Opens the temporary file, replacing an earlier one; reports a failure. Both names are borrowed.
+    // Makes the temporary file anew; reports a failure. Both names are borrowed.
     ConfigFileWriter(const char* temporaryName, const char* finalName);
+    ~ConfigFileWriter();
+    ConfigFileWriter(const ConfigFileWriter&) = delete;
+    ConfigFileWriter& operator=(const ConfigFileWriter&) = delete;
 
-    bool IsOpen() const { return file_ != nullptr; }
+    bool IsOpen() const { return file_ >= 0; }
 
-    // Writes one item. A short write is remembered and does not stop the sequence.
+    // Writes one item, together with its neighbours. A short write is remembered and does not stop the sequence.
     void Item(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     // "%u.%u.%u.%u" behind `lead`.
     void Address(const char* lead, std::uint32_t address);
 
-    // Closes the temporary file and renames it. Returns whether the file is in place; after a short write the temporary
-    // file stays where it is. Nothing is reported.
+    // Brings the bytes to the disk, closes the temporary file and renames it. Returns whether the file is in place;
+    // after a failed write or sync the temporary file stays where it is. Nothing is reported.
     bool Commit();
 
 private:
-    const char* temporaryName_;
-    const char* finalName_;
-    FilePtr file_;
+    void Flush();
+    void Sync();
+    void Close();
+
+    static constexpr std::size_t kItemSize = 2048;  // bytes of one formatted item and its terminator
+    static constexpr std::size_t kGathered = 4096;  // bytes that are gathered before they are written
+
+    ConfigPath temporary_;
+    ConfigPath final_;
+    int file_;
     bool complete_ = true;
+    std::size_t pending_ = 0;  // gathered, not yet written
+    char buffer_[kGathered + kItemSize];
 };
 
 // A text that begins at byte `offset` of a record of `size` bytes, for printing with "%.*s". The form may put more into

@@ -403,7 +403,7 @@ TEST_F(LocalWriter, AStaleTemporaryFileIsReplaced) {
     EXPECT_EQ(Saved(record), "NodeID = 0\n\n\n\n");
 }
 
-// Fifteen full storages: enough bytes that some are written before the file is closed.
+// Fifteen full storages: more bytes than are gathered for one write.
 void FillStorages(LocalRecord& record) {
     record.local.uiRecordingStorageCount = 15;
     for (auto& slot : record.local.szRecordingStorage) {
@@ -425,27 +425,6 @@ TEST_F(LocalWriter, AShortWriteReturnsFalseInSilenceAndTheNextSaveSucceeds) {
     EXPECT_EQ(Get("local.cfg.tmp").size(), 100U);
     EXPECT_EQ(Get("local.cfg"), "old");
     EXPECT_EQ(Saved(record).size(), std::strlen("NodeID = 0\n\n\n\n") + 9 * 1047 + 6 * 1048);
-}
-
-TEST_F(LocalWriter, AFullDeviceIsAShortWrite) {
-    ASSERT_EQ(symlink("/dev/full", Path("local.cfg.tmp").c_str()), 0);
-    Put("local.cfg", "old");
-    LocalRecord record;
-    FillStorages(record);
-    EXPECT_FALSE(ConfigLib_Save_Local(&record.local));
-    EXPECT_EQ(Logged(), Messages{});
-    EXPECT_EQ(Get("local.cfg"), "old");
-}
-
-TEST_F(LocalWriter, AnErrorThatShowsOnlyAtClosingGoesUnnoticed) {
-    LocalRecord record;
-    EXPECT_TRUE(PassesInChild([&] {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit fourBytes = {4, 4};
-        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &fourBytes), 0);
-        EXPECT_TRUE(ConfigLib_Save_Local(&record.local));
-    }));
-    EXPECT_EQ(Get("local.cfg"), "Node");
 }
 
 // ---- What a load followed by a save does to a file
