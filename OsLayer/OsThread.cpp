@@ -1,10 +1,14 @@
 #include <pthread.h>
+#include <setjmp.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <mutex>
 #include <new>
 
 #include "OsFutex.h"
@@ -24,6 +28,8 @@ struct Thread {
     std::atomic<std::int32_t> tid;    // kernel's number of the thread, 0 before it runs
     std::atomic<std::int32_t> ended;  // 0 while it runs, 1 afterwards
     std::atomic<int> owners;          // 2 while both live
+    std::atomic<bool> terminating;    // OS_TerminateThread has begun
+    jmp_buf end;                      // where the thread's function was called
 };
 
 void Release(Thread* thread) {
@@ -59,11 +65,55 @@ void* RunThread(void* argument) {
         ReportEnd(thread);
         return nullptr;
     }
-    // Termination is to work whatever the thread is doing, so it does not wait for a cancellation point.
-    pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    thread->function(thread->argument);
-    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
+    if (setjmp(thread->end) == 0) {
+        // Termination is to work whatever the thread is doing, so it does not wait for a cancellation point.
+        pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
+        thread->function(thread->argument);
+        pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
+    }
     return nullptr;
+}
+
+// A termination unwinds the thread's stack. Where a frame does not let it through (a noexcept function, or one that was
+// caught between two calls and has destructors to run), the C++ runtime calls the terminate handler, which would end
+// the whole program. While threads are being ended this handler leaves such frames behind instead.
+class QuietEnds {
+public:
+    void Begin() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (count_++ == 0) {
+            before_ = std::set_terminate(LeaveFrames);
+        }
+    }
+
+    void End() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        // Another handler that somebody has set meanwhile stays.
+        if (--count_ == 0 && std::get_terminate() == LeaveFrames) {
+            std::set_terminate(before_);
+        }
+    }
+
+private:
+    static void LeaveFrames();
+
+    std::mutex mutex_;
+    int count_ = 0;
+    std::terminate_handler before_ = nullptr;
+};
+
+// Never destroyed: a thread may be ended while the program ends.
+QuietEnds& g_quietEnds = *new QuietEnds;
+
+void QuietEnds::LeaveFrames() {
+    auto* self = static_cast<Thread*>(pthread_getspecific(g_endKey));
+    if (self != nullptr && self->terminating.load(std::memory_order_acquire)) {
+        longjmp(self->end, 1);
+    }
+    if (g_quietEnds.before_ != nullptr) {
+        g_quietEnds.before_();
+    }
+    std::abort();
 }
 
 void Join(Thread* thread) {
@@ -88,7 +138,7 @@ void* OS_CreateThread(void* (*function)(void*), void* argument) {
     if (!HaveEndKey()) {
         return nullptr;
     }
-    auto* thread = new (std::nothrow) Thread{{}, false, function, argument, {0}, {0}, {2}};
+    auto* thread = new (std::nothrow) Thread{{}, false, function, argument, {0}, {0}, {2}, {false}, {}};
     if (thread == nullptr) {
         return nullptr;
     }
@@ -133,8 +183,11 @@ void OS_TerminateThread(void* thread) {
     }
     auto* self = static_cast<Thread*>(thread);
     if (!self->joined) {
+        self->terminating.store(true, std::memory_order_release);
+        g_quietEnds.Begin();
         pthread_cancel(self->id);
         Join(self);
+        g_quietEnds.End();
     }
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -199,6 +200,97 @@ TEST(TerminateThread, EndsAThreadThatIsBlockedInAWriteToAFullPipe) {
     ASSERT_EQ(pipe2(shared.pipe, O_CLOEXEC), 0);
     void* thread = Start(WriteToFullPipe, shared);
     ExpectTerminationWorks(thread, shared);
+}
+
+// The C++ runtime answers an unwinding that reaches a noexcept function by ending the program.
+__attribute__((no_sanitize("thread"))) __attribute__((no_sanitize("address"))) void* LoopForEverNoexcept(
+    void* argument) noexcept {
+    return LoopForEver(argument);
+}
+
+void* ReadFromEmptyPipeNoexcept(void* argument) noexcept {
+    return ReadFromEmptyPipe(argument);
+}
+
+TEST(TerminateThread, OfANoexceptFunctionEndsTheThreadAlone) {
+    for (int i = 0; i < 50; ++i) {
+        Shared shared;
+        void* thread = Start(LoopForEverNoexcept, shared);
+        while (__atomic_load_n(&shared.rounds, __ATOMIC_RELAXED) == 0) {
+            std::this_thread::yield();
+        }
+        ExpectTerminationWorks(thread, shared);
+    }
+}
+
+TEST(TerminateThread, OfANoexceptFunctionThatIsBlockedEndsTheThreadAlone) {
+    Shared shared;
+    ASSERT_EQ(pipe2(shared.pipe, O_CLOEXEC), 0);
+    void* thread = Start(ReadFromEmptyPipeNoexcept, shared);
+    ExpectTerminationWorks(thread, shared);
+}
+
+struct CountsItsEnd {
+    explicit CountsItsEnd(Shared& owner) : shared(owner) {}
+    CountsItsEnd(const CountsItsEnd&) = delete;
+    CountsItsEnd& operator=(const CountsItsEnd&) = delete;
+    ~CountsItsEnd() { shared.niceness = 77; }
+    Shared& shared;
+};
+
+// Between two of its instructions, where the runtime finds no place for the destructor.
+__attribute__((no_sanitize("thread"))) __attribute__((no_sanitize("address"))) void* LoopWithADestructor(
+    void* argument) {
+    Shared& shared = Announce(argument);
+    const CountsItsEnd end(shared);
+    for (;;) {
+        __atomic_fetch_add(&shared.rounds, 1, __ATOMIC_RELAXED);
+        if (shared.number == 0) {
+            Announce(argument);  // never called; what may throw here makes the loop a place with a destructor to run
+        }
+    }
+}
+
+TEST(TerminateThread, OfAFunctionWithADestructorEndsTheThreadAlone) {
+    Shared shared;
+    void* thread = Start(LoopWithADestructor, shared);
+    while (__atomic_load_n(&shared.rounds, __ATOMIC_RELAXED) == 0) {
+        std::this_thread::yield();
+    }
+    ExpectTerminationWorks(thread, shared);
+}
+
+void* ReadWithADestructor(void* argument) {
+    const CountsItsEnd end(*static_cast<Shared*>(argument));
+    return ReadFromEmptyPipe(argument);
+}
+
+TEST(TerminateThread, InABlockingCallRunsTheDestructorsOfTheThread) {
+    Shared shared;
+    ASSERT_EQ(pipe2(shared.pipe, O_CLOEXEC), 0);
+    void* thread = Start(ReadWithADestructor, shared);
+    ExpectTerminationWorks(thread, shared);
+    EXPECT_EQ(shared.niceness, 77);
+}
+
+TEST(TerminateThread, LeavesTheProgramsTerminateHandlerAsItWas) {
+    const auto own = [] { std::_Exit(3); };
+    const std::terminate_handler before = std::set_terminate(own);
+    Shared shared;
+    ASSERT_EQ(pipe2(shared.pipe, O_CLOEXEC), 0);
+    OS_TerminateThread(Start(ReadFromEmptyPipeNoexcept, shared));
+    EXPECT_EQ(std::get_terminate(), static_cast<std::terminate_handler>(own));
+    std::set_terminate(before);
+}
+
+// On another thread than the one that is being ended the program's own handler decides.
+TEST(TerminateThread, LeavesTheEndOfTheProgramToItsOwnHandler) {
+    EXPECT_EXIT(
+        {
+            std::set_terminate([] { std::_Exit(3); });
+            std::terminate();
+        },
+        testing::ExitedWithCode(3), "");
 }
 
 TEST(TerminateThread, OfAThreadThatHasEndedChangesNothing) {
