@@ -1,5 +1,8 @@
 #include "Log.h"
 
+#include <dlfcn.h>
+#include <link.h>
+#include <signal.h>
 #include <stdio_ext.h>
 #include <unistd.h>
 
@@ -12,6 +15,7 @@
 #include <thread>
 
 #include "FormatText.h"
+#include "OpenFile.h"
 #include "OsLayer.h"
 
 namespace {
@@ -63,9 +67,42 @@ void TakeOutputsAtExit(int status, void* /*unused*/) {
     }
 }
 
+// Lets the log thread write again for a CloseLog that runs inside exit(), as from a static object's destructor.
+void GiveOutputsBack() {
+    Outputs expected = Outputs::TakenAtExit;
+    g_outputs.compare_exchange_strong(expected, Outputs::Free);
+}
+
+// A handler of on_exit cannot be taken back, so a shared object that this library was linked into must stay when it is
+// unloaded. The program itself has an empty name here and stays anyway.
+void PinOwnObject() {
+    Dl_info info;
+    link_map* object = nullptr;
+    if (dladdr1(reinterpret_cast<const void*>(TakeOutputsAtExit), &info, reinterpret_cast<void**>(&object),
+                RTLD_DL_LINKMAP) != 0 &&
+        object != nullptr && object->l_name[0] != '\0') {
+        (void)dlopen(object->l_name, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    }
+}
+
 void RegisterExitHandlerOnce() {
-    static const int registered = on_exit(TakeOutputsAtExit, nullptr);
+    static const int registered = (PinOwnObject(), on_exit(TakeOutputsAtExit, nullptr));
     (void)registered;  // without room for the handler the log still works, only exit() is less orderly
+}
+
+// Starts the log thread with all signals blocked: none that is meant for the program lands on it, and a broken pipe on
+// an output is a failed write there. What a thread does wrong itself still has its usual end.
+void* CreateLogThread() {
+    sigset_t blocked;
+    sigset_t before;
+    sigfillset(&blocked);
+    for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&blocked, own);
+    }
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
+    void* thread = OS_CreateThread(LogThreadProc, g_pBuf);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return thread;
 }
 
 void BuildLogPath(char (&path)[kPathSize], const char* ending) {
@@ -98,11 +135,21 @@ void WriteBanner() {
     std::fflush(g_hLogFile);
 }
 
+// Opens the log file at `path`. Without a buffer: what a full disk does not take must not come out later, before
+// another message.
+std::FILE* OpenStream(const char* path, OldBytes oldBytes) {
+    std::FILE* file = StreamOf(OpenLogFile(path, oldBytes), oldBytes == OldBytes::Keep ? "a" : "w");
+    if (file != nullptr) {
+        (void)std::setvbuf(file, nullptr, _IONBF, 0);
+    }
+    return file;
+}
+
 // Opens the present log for appending. On failure reports and releases the ring.
 bool OpenForAppending() {
     char path[kPathSize];
     BuildLogPath(path, kPresentEnding);
-    g_hLogFile = std::fopen(path, "a");
+    g_hLogFile = OpenStream(path, OldBytes::Keep);
     if (g_hLogFile == nullptr) {
         const int error = OS_GetLastError();
         ReleaseRing();
@@ -126,7 +173,7 @@ bool Rotate() {
     // A log without a previous generation is normal, and one that cannot be moved is simply written anew.
     (void)std::remove(previous);
     (void)std::rename(present, previous);
-    g_hLogFile = std::fopen(present, "w");
+    g_hLogFile = OpenStream(present, OldBytes::Cut);
     if (g_hLogFile == nullptr) {
         ReportCannotCreate(present, OS_GetLastError());
         return false;
@@ -135,12 +182,15 @@ bool Rotate() {
     return true;
 }
 
-// Failures of either output are not looked at: the bytes count as written.
+// Intended: failures of either output are not looked at, the bytes count as written. What the standard output did not
+// take is dropped, or stdio would put it out later, before another message.
 void WriteChunk(const char* bytes, std::size_t count) {
     (void)std::fwrite(bytes, 1, count, g_hLogFile);
     (void)std::fflush(g_hLogFile);
-    (void)std::fwrite(bytes, 1, count, g_hLogConsole);
-    (void)std::fflush(g_hLogConsole);
+    const bool taken = std::fwrite(bytes, 1, count, g_hLogConsole) == count;
+    if (std::fflush(g_hLogConsole) != 0 || !taken) {
+        __fpurge(g_hLogConsole);
+    }
 }
 
 // What a thread ended by force did not get out is lost, the part in stdio's buffers too: the next flush of either
@@ -152,33 +202,43 @@ void DropWhatIsBuffered() {
     }
 }
 
-// Moves one unbroken run of the ring to the outputs; text across the ring's end takes two calls. False ends the thread.
+// How far the thread has come with the ring.
+enum class Drained {
+    Empty,
+    Parked,  // exit() has the outputs: wait for the next signal
+    Over,    // there is no file any more: the thread ends
+};
+
+// Moves one unbroken run of the ring to the outputs, which the caller has acquired. False when the thread is over.
 bool DrainRun(std::uint64_t written, std::uint64_t read) {
-    if (!AcquireOutputs()) {
-        return false;
-    }
     const std::uint64_t place = read & g_ullLogBufMask;
     const std::uint64_t count = std::min(written - read, g_ullLogBufEntries - place);
     WriteChunk(g_pBuf + place, count);
     g_llLogFileSize += static_cast<std::int64_t>(count);
     g_ullLogBufRd.store(read + count, std::memory_order_release);
-    const bool goOn = g_llLogFileSize <= kRotateAbove || Rotate();
-    ReleaseOutputs();
-    return goOn;
+    return g_llLogFileSize <= kRotateAbove || Rotate();
 }
 
-// Empties the ring. False ends the thread.
-bool DrainRing() {
-    std::uint64_t read = g_ullLogBufRd.load(std::memory_order_relaxed);
+// Empties the ring; text across the ring's end takes two runs. A forced end waits until the thread enters a system call
+// that may block: ended anywhere else, it would leave the locks of stdio and malloc held.
+Drained DrainRing() {
     for (;;) {
+        const std::uint64_t read = g_ullLogBufRd.load(std::memory_order_relaxed);
         const std::uint64_t written = g_ullLogBufWr.load(std::memory_order_acquire);
         if (written == read) {
-            return true;
+            return Drained::Empty;
         }
-        if (!DrainRun(written, read)) {
-            return false;
+        if (!AcquireOutputs()) {
+            return Drained::Parked;
         }
-        read = g_ullLogBufRd.load(std::memory_order_relaxed);
+        int before = 0;
+        pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &before);
+        const bool goOn = DrainRun(written, read);
+        pthread_setcanceltype(before, nullptr);
+        ReleaseOutputs();
+        if (!goOn) {
+            return Drained::Over;
+        }
     }
 }
 
@@ -273,7 +333,7 @@ int OpenLog(const char* directory, unsigned int index) {
     RegisterExitHandlerOnce();
     OS_InitializeGuardedCodeSection(&gsLog);
     g_hLogEvent = OS_CreateAutoEvent(0);
-    g_hLogThread = OS_CreateThread(LogThreadProc, g_pBuf);
+    g_hLogThread = CreateLogThread();
     if (g_hLogThread == nullptr) {
         ReleaseRing();
         return 0;
@@ -307,24 +367,23 @@ void LogFunc(LOG_LEVEL level, const char* format, ...) {
 }
 
 void* LogThreadProc(void* /*ring*/) {
-    for (;;) {
+    Drained drained = Drained::Empty;
+    while (drained != Drained::Over) {
         OS_WaitForEvent(g_hLogEvent, OS_INFINITE);
-        for (;;) {
-            if (!DrainRing()) {
-                return nullptr;
-            }
-            if (!g_bTerminateLog.load(std::memory_order_acquire)) {
-                break;
-            }
-            // Text put in before the flag was set may have come after the ring was found empty: look once more.
+        drained = DrainRing();
+        // Text put in before the flag was set may have come after the ring was found empty: look once more.
+        while (drained == Drained::Empty && g_bTerminateLog.load(std::memory_order_acquire)) {
             if (g_ullLogBufWr.load(std::memory_order_acquire) == g_ullLogBufRd.load(std::memory_order_relaxed)) {
                 return nullptr;
             }
+            drained = DrainRing();
         }
     }
+    return nullptr;
 }
 
 void CloseLog() {
+    GiveOutputsBack();
     g_bTerminateLog.store(true, std::memory_order_release);
     if (g_hLogEvent != nullptr) {
         OS_SetEvent(g_hLogEvent);
@@ -391,7 +450,7 @@ unsigned int ReadKnownSize(std::FILE* file, std::size_t size, char** block, unsi
 unsigned int ReadLog(char** block, unsigned int reserve) {
     char path[kPathSize];
     BuildLogPath(path, kPresentEnding);
-    std::FILE* file = std::fopen(path, "rb");
+    std::FILE* file = StreamOf(OpenToMeasure(path), "rb");
     if (file == nullptr) {
         // The directory is what the message names, not the file.
         Log(LOG_LEVEL_ERROR, "Config: Cannot open config file '%s' (%u)", g_szConfigPath,

@@ -4,9 +4,14 @@
 // contents to the file and to the standard output and starts a new file when the present one passes 4 MiB. A caller
 // never touches the disk and never waits for it. When the ring is full, messages are dropped.
 //
-// Order of use: OpenLog once, Log from any thread at any time, CloseLog once for each OpenLog. Before OpenLog has
-// succeeded and after CloseLog, Log does nothing. OpenLog and CloseLog themselves belong to one thread, and no other
-// thread may be inside Log while they run.
+// Order of use: OpenLog once, Log from any thread, CloseLog once for each OpenLog. Before OpenLog has succeeded and
+// after CloseLog, Log does nothing. OpenLog and CloseLog belong to one thread, and while they run no other thread may
+// call Log: the ring is made and freed there without a lock.
+//
+// The log changes no signal's disposition, and its thread blocks all signals but those of its own faults. A standard
+// output that nobody reads any more is a failed write. Log.txt is not handed on to programs that are started.
+//
+// A shared object that this library is linked into stays in memory when it is unloaded.
 #pragma once
 
 #include <pthread.h>
@@ -37,13 +42,19 @@ extern void (*Log)(LOG_LEVEL level, const char* format, ...) __attribute__((form
 // create the Log file (%d)" on the standard output, with the system's error number), when the file cannot be opened
 // ("Cannot create log file %s (%d)" there), or, without a word, when memory or a thread is lacking.
 //
+// The file is opened only where that is safe for root in a folder that everybody may write to: a regular file with one
+// name, or a link of root's or the caller's to one or to a character device. Otherwise opening fails as above, with
+// ELOOP for a stranger's link, EMLINK for a file of several names, ENXIO for a FIFO or device, EISDIR for a directory.
+//
 // exit() may run while the log is open. It does not wait for text that is still in the ring, only for the chunk that
 // the log thread is writing, and for that at most 200 milliseconds. When an output takes no more text the process then
-// ends at once, with its status, and nothing that was registered ahead of the log runs.
+// ends at once, with its status, and no handler runs that was registered before the log was opened. A CloseLog inside
+// exit(), from the destructor of a static object for example, still writes what is in the ring.
 int OpenLog(const char* directory, unsigned int index);
 
-// Ends the log thread, waiting at most 2000 milliseconds for it to empty the ring, and releases everything. The stream
-// pointer g_hLogFile is left set, so one call for each OpenLog.
+// Ends the log thread, waiting at most 2000 milliseconds for it to empty the ring, and releases everything. A thread
+// that is stuck in an output is then ended by force; it holds no lock of stdio or malloc afterwards. The stream pointer
+// g_hLogFile is left set, so one call for each OpenLog.
 void CloseLog();
 
 // Reads the whole present log file, as OpenLog named it, into a new block behind `reserve` bytes that are left for the

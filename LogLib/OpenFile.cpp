@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <string>
+#include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -31,27 +33,50 @@ int CloseAndFailWith(int descriptor, int error) {
 
 // ---- Reading -------------------------------------------------------------------------------------------------------
 
+// Finds out what a path leads to without opening that: opening alone can rewind a tape or start a watchdog. The
+// descriptor holds the thing, which nobody can exchange any more, but cannot read it.
+int Hold(const char* path, struct stat& status) {
+    const int held = open(path, O_PATH | O_CLOEXEC);
+    return held < 0 || fstat(held, &status) == 0 ? held : CloseAndFailWith(held, errno);
+}
+
+// Opens what is held. Without /proc the path has to do.
+int OpenHeld(int held, const char* path) {
+    char own[32];
+    std::snprintf(own, sizeof own, "/proc/self/fd/%d", held);
+    const int descriptor = open(own, O_RDONLY | kNeverWait);
+    return descriptor < 0 && errno == ENOENT ? open(path, O_RDONLY | kNeverWait) : descriptor;
+}
+
+bool CanBeRead(const struct stat& status) {
+    return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
+}
+
 // A file in memory stands in for what must not be read: no path leads to it.
-int EmptyFile() {
-    return memfd_create("empty", MFD_CLOEXEC);
+int EmptyFile(const struct stat& status) {
+    return S_ISSOCK(status.st_mode) ? FailWith(ENXIO) : memfd_create("empty", MFD_CLOEXEC);
 }
 
 }  // namespace
 
+int OpenToMeasure(const char* path) {
+    struct stat status {};
+    const int held = Hold(path, status);
+    if (held < 0 || !CanBeRead(status)) {
+        return held;
+    }
+    const int descriptor = OpenHeld(held, path);
+    return descriptor < 0 ? CloseAndFailWith(held, errno) : (close(held), descriptor);
+}
+
 int OpenToRead(const char* path) {
-    const int descriptor = open(path, O_RDONLY | kNeverWait);
-    if (descriptor < 0) {
+    struct stat status {};
+    const int held = Hold(path, status);
+    if (held < 0) {
         return -1;
     }
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0) {
-        return CloseAndFailWith(descriptor, errno);
-    }
-    if (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) {
-        return descriptor;
-    }
-    close(descriptor);
-    return EmptyFile();
+    const int descriptor = CanBeRead(status) ? OpenHeld(held, path) : EmptyFile(status);
+    return descriptor < 0 ? CloseAndFailWith(held, errno) : (close(held), descriptor);
 }
 
 // ---- New files -----------------------------------------------------------------------------------------------------
@@ -101,60 +126,81 @@ namespace {
 
 // What an opening in place may lead to.
 struct InPlace {
-    int flags;     // for open
+    int flags;     // for open, but those that make a file
+    bool make;     // a missing file is made
     bool devices;  // a link may lead to a character device
 };
 
-// A symbolic link, read by the descriptor of the link itself: it cannot be exchanged between the look and the reading.
-struct Link {
-    bool trusted;  // root's or the caller's, and its only name
-    std::string target;
-};
+// Never makes a file and opens one in the same call: on that the kernel puts conditions of its own in a sticky folder,
+// which differ from machine to machine.
+int OpenOrMake(const char* path, const InPlace& rule) {
+    const int flags = rule.flags | O_NOFOLLOW | kNeverWait;
+    for (int round = 0; round < kRounds; ++round) {
+        int descriptor = open(path, flags);
+        if (descriptor >= 0 || errno != ENOENT || !rule.make) {
+            return descriptor;
+        }
+        descriptor = open(path, flags | O_CREAT | O_EXCL, kNewFileMode);
+        if (descriptor >= 0 || errno != EEXIST) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
 
-// False with errno set when there is no link any more or it cannot be read.
-bool ReadLink(const std::string& path, Link& link) {
-    const int descriptor = open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+using Path = char[PATH_MAX];
+
+// False with errno set when the text does not fit.
+bool CopyPath(Path& path, const char* folder, std::size_t folderLength, const char* name) {
+    const std::size_t nameSize = std::strlen(name) + 1;
+    if (folderLength + nameSize > sizeof path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    std::memmove(path, folder, folderLength);
+    std::memcpy(path + folderLength, name, nameSize);
+    return true;
+}
+
+// Reads where a symbolic link leads if it is root's or the caller's, and its only name. It is read by the descriptor of
+// the link itself: nobody can exchange it between the check and the reading. False with errno set.
+bool ReadTrustedLink(const Path& path, Path& target) {
+    const int descriptor = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
         return false;
     }
     struct stat status {};
-    char target[PATH_MAX];
-    const bool isLink = fstat(descriptor, &status) == 0 && S_ISLNK(status.st_mode);
-    const ssize_t length = isLink ? readlinkat(descriptor, "", target, sizeof target) : -1;
+    const bool trusted = fstat(descriptor, &status) == 0 && S_ISLNK(status.st_mode) && status.st_nlink == 1 &&
+                         (status.st_uid == 0 || status.st_uid == geteuid());
+    const ssize_t length = trusted ? readlinkat(descriptor, "", target, sizeof target - 1) : -1;
     close(descriptor);
-    if (length < 0) {
-        errno = ELOOP;  // it is something else by now: somebody exchanges it
-        return false;
-    }
-    link.trusted = (status.st_uid == 0 || status.st_uid == geteuid()) && status.st_nlink == 1;
-    link.target.assign(target, static_cast<std::size_t>(length));
-    return true;
+    target[std::max<ssize_t>(length, 0)] = '\0';
+    errno = ELOOP;
+    return length > 0;
 }
 
-// A relative target counts from the folder of its link.
-std::string PathOfTarget(const std::string& path, const std::string& target) {
-    if (!target.empty() && target.front() == '/') {
-        return target;
-    }
-    return path.substr(0, path.rfind('/') + 1) + target;
+// Makes the path of a link that of its target. A relative target counts from the folder of the link.
+bool GoToTarget(Path& path, const Path& target) {
+    const char* slash = target[0] == '/' ? nullptr : std::strrchr(path, '/');
+    return CopyPath(path, path, slash == nullptr ? 0 : static_cast<std::size_t>(slash - path) + 1, target);
 }
 
 // Opens the path itself or what trusted links lead to. `followed` tells which.
-int OpenThroughTrustedLinks(std::string path, int flags, bool& followed) {
+int OpenThroughTrustedLinks(const char* name, const InPlace& rule, bool& followed) {
     followed = false;
+    Path path;
+    if (!CopyPath(path, "", 0, name)) {
+        return -1;
+    }
     for (int links = 0; links <= kMostLinks; ++links) {
-        const int descriptor = open(path.c_str(), flags | O_NOFOLLOW | kNeverWait, kNewFileMode);
+        const int descriptor = OpenOrMake(path, rule);
         if (descriptor >= 0 || errno != ELOOP) {
             return descriptor;
         }
-        Link link;
-        if (!ReadLink(path, link)) {
+        Path target;
+        if (!ReadTrustedLink(path, target) || !GoToTarget(path, target)) {
             return -1;
         }
-        if (!link.trusted) {
-            break;
-        }
-        path = PathOfTarget(path, link.target);
         followed = true;
     }
     return FailWith(ELOOP);
@@ -174,7 +220,7 @@ int Refusal(const struct stat& status, bool devices) {
 int OpenInPlace(const char* path, const InPlace& rule, struct stat& status) {
     for (int round = 0; round < kRounds; ++round) {
         bool followed = false;
-        const int descriptor = OpenThroughTrustedLinks(path, rule.flags, followed);
+        const int descriptor = OpenThroughTrustedLinks(path, rule, followed);
         if (descriptor < 0) {
             return -1;
         }
@@ -213,16 +259,16 @@ int OpenToWriteInPlace(const char* path, const InPlace& rule, OldBytes oldBytes)
 
 int OpenLogFile(const char* path, OldBytes oldBytes) {
     const int append = oldBytes == OldBytes::Keep ? O_APPEND : 0;
-    return OpenToWriteInPlace(path, {O_WRONLY | O_CREAT | append, true}, oldBytes);
+    return OpenToWriteInPlace(path, {O_WRONLY | append, true, true}, oldBytes);
 }
 
 int OpenEntryFile(const char* path) {
-    return OpenToWriteInPlace(path, {O_WRONLY | O_CREAT, false}, OldBytes::Cut);
+    return OpenToWriteInPlace(path, {O_WRONLY, true, false}, OldBytes::Cut);
 }
 
 int OpenLogToSetMode(const char* path, bool& isDevice) {
     struct stat status {};
-    const int descriptor = OpenInPlace(path, {O_RDONLY, true}, status);
+    const int descriptor = OpenInPlace(path, {O_RDONLY, false, true}, status);
     isDevice = descriptor >= 0 && S_ISCHR(status.st_mode);
     return descriptor;
 }

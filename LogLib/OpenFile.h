@@ -30,9 +30,12 @@
 
 #include <cstdio>
 
-// Opens a file for reading. A directory opens too, and fails when it is read, as with fopen. A FIFO or device gives an
-// empty file in its place.
+// Opens a file for reading. A directory opens too, and fails when it is read, as with fopen. In the place of a FIFO or
+// device, which is not even opened, there is an empty file.
 int OpenToRead(const char* path);
+
+// The same, but what OpenToRead would not open gives a descriptor that can be neither read nor measured.
+int OpenToMeasure(const char* path);
 
 // Makes a file for writing, whatever had the name before, so that the file is the caller's own and nothing else is
 // written to. The errno of a failure is that of a plain opening for writing: EISDIR for a directory, EROFS on a

@@ -40,6 +40,12 @@ std::size_t __wrap_fread(void* block, std::size_t size, std::size_t count, std::
     return __real_fread(block, size, g_readLimit == kNoLimit ? count : std::min(count, g_readLimit / size), file);
 }
 
+// What a hardened build calls where it knows the size of the block.
+std::size_t __wrap___fread_chk(void* block, std::size_t room, std::size_t size, std::size_t count, std::FILE* file);
+std::size_t __wrap___fread_chk(void* block, std::size_t room, std::size_t size, std::size_t count, std::FILE* file) {
+    return __wrap_fread(block, size, std::min(count, room / size), file);
+}
+
 std::time_t __real_time(std::time_t* now);
 std::time_t __wrap_time(std::time_t* now);
 std::time_t __wrap_time(std::time_t* now) {

@@ -1,6 +1,8 @@
 // Logs and ends, through exit() with the log still open or behind a CloseLog, as the program does.
 //
-// Arguments: the program data path; the number of lines; what happens before the end (see Modes); "exit" or "close".
+// Arguments: the program data path; the number of lines; what happens before the end (see Modes); "exit", "close" or
+// "destructor", which is exit with a CloseLog in a static object's destructor.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -37,6 +39,19 @@ struct LateLogger {
 
 LateLogger g_late;
 
+// Logs and closes the log from a destructor, when exit has taken the outputs from the log thread.
+struct LateCloser {
+    bool active = false;
+    ~LateCloser() {
+        if (active) {
+            Log(LOG_LEVEL_ERROR, "from the destructor");
+            CloseLog();
+        }
+    }
+};
+
+LateCloser g_closer;
+
 // The file comes ahead of the standard output, and the log thread holds both until both have the text.
 void WaitUntilAtStandardOutput(const std::string& logFile) {
     while (test_support::ReadFile(logFile).find("ERROR: ") == std::string::npos) {
@@ -58,6 +73,17 @@ bool LogThreadSleeps() {
     return false;
 }
 
+// From now on the log file is a pipe that takes no more text and that nobody reads.
+void BlockTheFile() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
+        while (write(ends[1], "x", 1) == 1) {
+        }
+        fcntl(ends[1], F_SETFL, 0);
+        dup2(ends[1], fileno(g_hLogFile));
+    }
+}
+
 // Every line has woken the log thread: when it sleeps while the ring holds text, it is in a write that does not return.
 void WaitUntilStuck() {
     while (g_ullLogBufRd == g_ullLogBufWr || !LogThreadSleeps()) {
@@ -69,7 +95,7 @@ void WaitUntilStuck() {
 
 // Modes: "plain"; "late", which logs once more from a destructor of a static object; "blocked", which waits until a
 // line is in the file and the log thread is at the standard output; "stuck", which waits until the log thread is stuck
-// at the file.
+// at a file that takes no text.
 int main(int argc, char** argv) {
     if (argc != 5) {
         return 2;
@@ -81,6 +107,9 @@ int main(int argc, char** argv) {
     }
     const std::string mode = argv[3];
     g_late.active = mode == "late";
+    if (mode == "stuck") {
+        BlockTheFile();
+    }
     for (int line = 0; line < std::atoi(argv[2]); ++line) {
         Log(LOG_LEVEL_ERROR, "line %d", line);
     }
@@ -89,6 +118,7 @@ int main(int argc, char** argv) {
     } else if (mode == "stuck") {
         WaitUntilStuck();
     }
+    g_closer.active = std::strcmp(argv[4], "destructor") == 0;
     if (std::strcmp(argv[4], "close") == 0) {
         CloseLog();
         return 0;

@@ -228,8 +228,8 @@ TEST_F(Apply, AutostartIsSwitchedBeforeTheFilesAreWritten) {
     session.Click(session.At().checkbox);
     ApplyAndEnd(session);
     const std::string trace = session.Run().Trace();
-    const std::string end = "unlink " + place::kAutostart + "\nfopen " + place::kGlobal + ".temp\nrename " +
-                            place::kGlobal + ".temp " + place::kGlobal + "\nfopen " + place::kLocal + ".tmp\nrename " +
+    const std::string end = "unlink " + place::kAutostart + "\nopen " + place::kGlobal + ".temp\nrename " +
+                            place::kGlobal + ".temp " + place::kGlobal + "\nopen " + place::kLocal + ".tmp\nrename " +
                             place::kLocal + ".tmp " + place::kLocal + "\n";
     ASSERT_GE(trace.size(), end.size());
     EXPECT_EQ(trace.substr(trace.size() - end.size()), end);

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "Scenario.h"
 
 namespace gui {
@@ -74,6 +76,36 @@ protected:
     std::string output_;
     std::string trace_;
 };
+
+// Standard input and outputs.
+
+TEST_F(Start, AStandardOutputThatNobodyReadsAnyMoreIsNoEnd) {
+    machine_.Drives({"/mnt/a"});
+    Session::Options options;
+    options.brokenOutput = true;
+    Session session(machine_, options);
+    EXPECT_EQ(machine_.Log(), kNoGlobal + kNoLocal + kNoCameraFile);
+    CancelAndEnd(session);
+}
+
+// Whatever of the three is missing: neither the log nor the connection to the display takes its number.
+TEST_F(Start, ClosedStandardDescriptorsTakeNothingIntoTheLogOrTheDisplay) {
+    machine_.Drives({"/mnt/a"});
+    for (const std::vector<int>& closed : {std::vector<int>{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}}) {
+        machine_.Write(place::kLog, "");
+        Session::Options options;
+        options.closed = closed;
+        Session session(machine_, options);
+        EXPECT_EQ(machine_.Log(), kNoGlobal + kNoLocal + kNoCameraFile);
+        for (const int descriptor : closed) {
+            const std::string link =
+                "/proc/" + std::to_string(session.Run().Id()) + "/fd/" + std::to_string(descriptor);
+            EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null");
+        }
+        CancelAndEnd(session);
+        EXPECT_EQ(machine_.Log(), kNoGlobal + kNoLocal + kNoCameraFile);
+    }
+}
 
 // Directories and modes.
 
@@ -219,11 +251,16 @@ TEST_F(Start, MissingLogFileCannotGetItsModeWhichIsReported) {
     EXPECT_NE(output_.find("[/etc/Orvan/Log/Server/Log.txt]"), std::string::npos) << output_;
 }
 
-TEST_F(Start, FolderInTheLogFilesPlaceStopsTheLogAndGetsTheMode) {
+TEST_F(Start, FolderInTheLogFilesPlaceStopsTheLogAndKeepsItsMode) {
     machine_.Write(place::kLog + "/inside", "");
-    RunWithoutDisplay();
-    EXPECT_EQ(OutputWithoutLog(), "Cannot create log file /etc/Orvan/Log/Server/Log.txt (21)\n");
-    EXPECT_EQ(machine_.Mode(place::kLog), 0666U);
+    RunThroughMain();
+    EXPECT_EQ(OutputWithoutLog().rfind("Cannot create log file /etc/Orvan/Log/Server/Log.txt (21)\n"
+                                       "filesystem error: cannot set permissions: Is a directory "
+                                       "[/etc/Orvan/Log/Server/Log.txt] in SetPermissionsToLogFile\n",
+                                       0),
+              0U)
+        << output_;
+    EXPECT_EQ(machine_.Mode(place::kLog), 0755U);
 }
 
 // Without a display.
@@ -246,7 +283,7 @@ TEST_F(Start, WithoutADisplayTheThreeFilesHaveBeenReadInTheirOrder) {
     EXPECT_EQ(RunWithoutDisplay().signal, SIGSEGV);
     std::size_t at = 0;
     for (const char* name : {"global.cfg", "local.cfg", "camera.cfg"}) {
-        at = trace_.find("fopen " + place::kConfig + "/" + name + "\n", at);
+        at = trace_.find("open " + place::kConfig + "/" + name + "\n", at);
         ASSERT_NE(at, std::string::npos) << name << " in\n" << trace_;
     }
     EXPECT_NE(trace_.find("XOpenDisplay", at), std::string::npos) << trace_;

@@ -100,7 +100,8 @@ bool IsStepOfTheMaking(const std::string& line) {
     if (StartsWith(line, "gl")) {
         return line == "glCreateProgram";
     }
-    return StartsWith(line, "fetch glX") || (!StartsWith(line, "fetch") && !StartsWith(line, "fopen"));
+    return StartsWith(line, "fetch glX") ||
+           (!StartsWith(line, "fetch") && !StartsWith(line, "fopen") && !StartsWith(line, "open"));
 }
 
 TEST_F(Window, IsMadeInThisOrder) {

@@ -501,7 +501,7 @@ def text_case(rng):
 
 
 def failure_case(rng):
-    """Saves that fail: no file can be made, no byte can be written, the old file cannot be replaced."""
+    """Saves with something in their way: what is no file at the temporary name, a folder in the place of the old one."""
     case = [("init", 0), ("edit", "nodes", 2), ("edit", "node", 1)]
     case += [("edit", "section", 0, 1, 1, hexed(b"d"), hexed(b"x" * 1000)) for _ in range(80)]
     case.append(("edit", "cluster", hexed(b"New")))

@@ -2,16 +2,22 @@
 // the fixed directories.
 
 #include <X11/Xlib.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 #include "ConfigLib.h"
 #include "Log.h"
+#include "OpenFile.h"
 #include "XWindow_gl3.h"
 
 namespace fs = std::filesystem;
@@ -40,6 +46,18 @@ void ReportException(const std::exception& exception, const char* function) {
 void CreateDirectory(const std::string& path) {
     if (fs::create_directories(path)) {
         std::cout << "Created directory: " << path << std::endl;
+    }
+}
+
+// A standard input or output that is closed at the start gets /dev/null: the next file or connection to be opened would
+// else have its number, and the program's lines would go into it.
+void OccupyStandardDescriptors() {
+    int descriptor = -1;
+    do {
+        descriptor = open("/dev/null", O_RDWR | O_NOCTTY);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) {
+        close(descriptor);
     }
 }
 
@@ -72,16 +90,33 @@ void PrepareDirectories() {
     }
 }
 
+[[noreturn]] void FailToSetMode(const std::string& path) {
+    throw fs::filesystem_error("cannot set permissions", path, std::error_code(errno, std::generic_category()));
+}
+
+// Sets the mode of the file that is open, not of what has its name a moment later. A device keeps its mode.
+void OpenModeToAll(const std::string& path) {
+    constexpr mode_t kReadWriteForAll = 0666;
+    bool isDevice = false;
+    const int file = OpenLogToSetMode(path.c_str(), isDevice);
+    if (file < 0) {
+        FailToSetMode(path);
+    }
+    const int result = isDevice ? 0 : fchmod(file, kReadWriteForAll);
+    const int error = errno;
+    close(file);
+    if (result != 0) {
+        errno = error;
+        FailToSetMode(path);
+    }
+}
+
 // Opens the log file's mode to every user. The test is on the directory: a missing file is reported.
 void SetPermissionsToLogFile() {
     try {
-        if (!fs::exists(LOG_PATH) || geteuid() != 0) {
-            return;
+        if (fs::exists(LOG_PATH) && geteuid() == 0) {
+            OpenModeToAll(LOG_PATH + "/Log.txt");
         }
-        constexpr fs::perms kReadWriteForAll = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
-                                               fs::perms::group_write | fs::perms::others_read |
-                                               fs::perms::others_write;
-        fs::permissions(LOG_PATH + "/Log.txt", kReadWriteForAll);
     } catch (const std::exception& exception) {
         ReportException(exception, "SetPermissionsToLogFile");
     }
@@ -103,6 +138,9 @@ float GetScaleFactor() {
 // No result is tested: what fails leaves its mark in the log or on the standard output, and the form opens with what
 // there is. The exit value is 0 on every path.
 int main() {
+    OccupyStandardDescriptors();
+    // A standard output that nobody reads any more is a failed write, not the end.
+    std::signal(SIGPIPE, SIG_IGN);
     PrepareDirectories();
     OpenLog(kLogDirectory, kLogIndex);
     SetPermissionsToLogFile();

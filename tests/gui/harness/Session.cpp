@@ -134,6 +134,16 @@ void BecomeOrdinaryUser() {
         argv.push_back(argument.data());
     }
     argv.push_back(nullptr);
+    if (options.brokenOutput) {
+        int ends[2] = {-1, -1};
+        (void)!pipe(ends);
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+    }
+    for (const int descriptor : options.closed) {
+        close(descriptor);
+    }
     if (!options.root) {
         BecomeOrdinaryUser();
         prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -238,7 +248,8 @@ XServer& ServerFor(Screen screen) {
     return *server;
 }
 
-Session::Session(Machine& machine, Screen screen) : Session(machine, Options{screen, true, {}, {}, {}, {}}) {}
+Session::Session(Machine& machine, Screen screen)
+    : Session(machine, Options{screen, true, {}, {}, {}, {}, {}, false}) {}
 
 Session::Session(Machine&, const Options& options)
     : server_(ServerFor(options.screen)), layout_(ScaleOf(options.screen)) {
@@ -252,6 +263,8 @@ Session::Session(Machine&, const Options& options)
     program.arguments = options.arguments;
     program.environment = options.environment;
     program.shim = options.shim;
+    program.closed = options.closed;
+    program.brokenOutput = options.brokenOutput;
     program_ = std::make_unique<Program>(program);
     program_->Await([this] { return Shim().frames.load() > 0 || !program_->Running(); }, "the first frame");
     if (!program_->Running()) {

@@ -45,6 +45,8 @@ public:
         std::vector<std::string> arguments;
         std::map<std::string, std::string> environment;
         std::function<void(ShimControl&)> shim;  // fills the answers in
+        std::vector<int> closed;                 // descriptors that it has not got
+        bool brokenOutput = false;               // its standard output is a pipe that nobody reads any more
     };
 
     explicit Program(const Options& options);
@@ -91,6 +93,8 @@ public:
         std::vector<std::string> arguments;
         std::map<std::string, std::string> environment;
         std::function<void(ShimControl&)> shim;
+        std::vector<int> closed;
+        bool brokenOutput = false;
     };
 
     explicit Session(Machine& machine) : Session(machine, Options{}) {}

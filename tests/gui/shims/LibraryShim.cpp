@@ -1,12 +1,15 @@
 // Files that the program opens, takes away and renames, the locale, arrays that it releases, and the closing of the
 // log.
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 #include "../../../OsLayer/OsLayer.h"
 #include "Shim.h"
@@ -17,6 +20,19 @@ FILE* fopen(const char* path, const char* mode) {
     SHIM_NEXT(fopen);
     SHIM_TRACE("fopen %s", path);
     return next(path, mode);
+}
+
+// The openings of configuration files; others would be many, by libraries too.
+int open(const char* path, int flags, ...) {
+    static auto* const next = shim::Next(static_cast<int (*)(const char*, int, mode_t)>(nullptr), "open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (std::strncmp(path, "/etc/Orvan/Config/Server/", 25) == 0 && path[25] != '\0') {
+        SHIM_TRACE("open %s", path);
+    }
+    return next(path, flags, mode);
 }
 
 int unlink(const char* path) noexcept {
