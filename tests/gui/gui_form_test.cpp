@@ -207,7 +207,7 @@ protected:
 
     // The number that a closed combo shows, or "none".
     std::string Shown(Session& session, const Rect& combo) {
-        for (const char* text : {"1", "2", "3", "4", "5", "6", "7", "8"}) {
+        for (const char* text : {"1", "2", "3", "4", "5", "6", "7", "8", "9"}) {
             if (session.Reads(session.At().ComboText(combo), text, colour::kControl)) {
                 return text;
             }
@@ -407,6 +407,18 @@ TEST_F(MainForm, CountAboveEightInTheFileKeepsTheFormAliveAndIsSavedUntouched) {
     EXPECT_EQ(machine_.Global(), global);
     EXPECT_EQ(machine_.Local(), LocalFile(11, {}));
     EXPECT_TRUE(machine_.Exists(place::kAutostart));
+}
+
+// The first numbers above the labels.
+TEST_F(MainForm, NineRecordersAndIdNineAreShownAndSavedUntouched) {
+    machine_.Global(GlobalFile("Site", 9, ""));
+    machine_.Local(LocalFile(9, {}));
+    Session session(machine_);
+    EXPECT_EQ(CountShown(session), "9");
+    EXPECT_EQ(IdShown(session), "9");
+    ApplyAndEnd(session);
+    EXPECT_EQ(machine_.Global(), GlobalFile("Site", 9, ""));
+    EXPECT_EQ(machine_.Local(), LocalFile(9, {}));
 }
 
 TEST_F(MainForm, CountOfSixtyFourIsSavedUntouched) {

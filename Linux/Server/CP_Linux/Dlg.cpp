@@ -3,18 +3,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <sstream>
 
 #include "ConfigLib.h"
 #include "FsHelper.h"
 #include "Log.h"
+#include "OpenFile.h"
 
 namespace {
 
@@ -230,8 +231,8 @@ void Dlg::InitStyles(nk_context* ctx) {
 }
 
 void Dlg::InitDeviceLabels() {
-    m_numberLabels = new char*[static_cast<std::size_t>(m_maxRecorders)];
-    for (int i = 0; i < m_maxRecorders; ++i) {
+    m_numberLabels = new char*[kMaxRecorders];
+    for (int i = 0; i < kMaxRecorders; ++i) {
         m_numberLabels[i] = ToCharBuff(std::to_string(i + 1));
     }
 }
@@ -374,9 +375,9 @@ void Dlg::BuildNameField() {
 // A combo of the first `count` number labels. A number above the labels, from a bigger system, shows as it is, is not
 // in the list and is kept as long as the user picks no other.
 int Dlg::BuildNumberCombo(int count, int index, struct nk_vec2 comboSize) {
-    const int listed = std::min(count, m_maxRecorders);
+    const int listed = std::min(count, kMaxRecorders);
     const int itemHeight = static_cast<int>(GetScaled(kComboItemHeight));
-    if (index < m_maxRecorders) {
+    if (index < kMaxRecorders) {
         return nk_combo(m_ctx, Items(m_numberLabels), listed, index, itemHeight, comboSize);
     }
     char number[16];
@@ -407,7 +408,7 @@ void Dlg::BuildTopologyGroup(struct nk_vec2 comboSize) {
 
     BuildFormRow(kRowHeight, kCountRow);
     nk_label(m_ctx, "The number of the Recorders in the system:", NK_TEXT_LEFT);
-    m_recorderCountIndex = BuildNumberCombo(m_maxRecorders, m_recorderCountIndex, comboSize);
+    m_recorderCountIndex = BuildNumberCombo(kMaxRecorders, m_recorderCountIndex, comboSize);
     nk_label(m_ctx, "", NK_TEXT_LEFT);
 
     // The list follows the number just chosen; an ID above it stays until the user picks another.
@@ -587,15 +588,25 @@ bool Dlg::CheckIfStoragesValid() const {
     return true;
 }
 
-// No step's result is looked at. A source that cannot be read leaves an empty entry, which counts as "Yes".
+// Copies all that can be read and written.
+void CopyBytes(int source, int destination) {
+    char block[4096];
+    ssize_t count = 0;
+    do {
+        count = read(source, block, sizeof block);
+    } while ((count < 0 && errno == EINTR) ||
+             (count > 0 && WriteAll(destination, block, static_cast<std::size_t>(count))));
+}
+
+// Intended: no step's result is looked at. A source that cannot be read leaves an empty entry, which counts as "Yes".
 void Dlg::SwitchAutostart() const {
     if (m_runServerAtStart == 0) {
         (void)unlink(kAutostartEntry);
         return;
     }
-    std::ifstream source(kStartEntry, std::ios::binary);
-    std::ofstream destination(kAutostartEntry, std::ios::binary);
-    destination << source.rdbuf();
-    destination.close();
-    source.close();
+    const int source = OpenToRead(kStartEntry);
+    const int destination = OpenEntryFile(kAutostartEntry);
+    CopyBytes(source, destination);
+    (void)close(destination);
+    (void)close(source);
 }

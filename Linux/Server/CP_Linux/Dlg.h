@@ -95,7 +95,7 @@ private:
     mutable std::string m_selectedDriveStr;  // summary on the form; the drive popup's "OK" renews it
     int m_recorderIdIndex;                   // the ID minus 1
     int m_recorderCountIndex;                // the number minus 1
-    int m_maxRecorders;                      // entries of m_numberLabels
+    [[maybe_unused]] int m_maxRecorders;     // entries of m_numberLabels; written once, read by nothing
     int* m_driveSelected;               // one flag per drive; null without drives, like m_driveLabels and m_drivePaths
     char** m_numberLabels;              // "1" to "8"
     char** m_driveLabels;               // rows of the popup
