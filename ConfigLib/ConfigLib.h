@@ -10,6 +10,10 @@
 // for reading or writing, is reported with its full path and, for global.cfg and local.cfg, the system's error number.
 // A failed load leaves a cleared or partly filled record behind and is no reason to stop.
 //
+// Files are opened close-on-exec, and so that a client with more rights than the users of the folder comes to no harm
+// from what they put there: no call waits for a FIFO or device, which reads as empty, and no save writes through a link
+// or into a file of somebody else's.
+//
 // Nothing is thrown but what is said below and std::bad_alloc, which no function here catches. Pointers given to the
 // functions must not be null.
 #pragma once
@@ -64,10 +68,12 @@ CONFIGURATION__LOCAL* ConfigFile_GetStructPtr_Local();
 // with the same message over and over; that is meant.
 int ConfigLib_Load_Global();
 
-// Writes the record to "global.cfg" through "global.cfg.temp" and a rename: a reader sees the old file or the new one.
-// The record stays the caller's and is not changed; it need not be the library's own. Returns true when the file is in
-// place. With an index above 1 does nothing and returns true. A failure to open the temporary file is logged; a short
-// write or a failed rename returns false in silence and leaves "global.cfg" as it was.
+// Writes the record to "global.cfg" through "global.cfg.temp" and a rename: a reader sees the old file or the new one,
+// whole. The new bytes are on the disk before the rename and the rename is before the return, so the same holds after a
+// crash or a power cut, as far as the disk keeps what it was told to keep. Whatever is at the temporary name, but for a
+// directory, is removed and the file made anew. The record stays the caller's and is not changed; it need not be the library's own. Returns true when the file is in
+// place. With an index above 1 does nothing and returns true. A failure to open the temporary file is logged; a failed
+// write, sync or rename returns false in silence and leaves "global.cfg" as it was.
 bool ConfigLib_Save_Global(CONFIGURATION__GLOBAL* global);
 
 // Reads "local.cfg" or "local<index>.cfg" into the library's record, against the loaded global record. Frees the
@@ -88,6 +94,9 @@ bool ConfigLib_Save_Local(CONFIGURATION__LOCAL* local);
 // "camera<index>.cfg", with the flag set "cameraEmuDef.cfg" whatever the index; "sensor" likewise. Returns
 // CONFIG_LOAD_CLEAN when the file was read to its end, CONFIG_LOAD_FAILED when it cannot be opened ("Config: Cannot
 // open %s config file '%s'", with the type's label and the path).
+//
+// The positions follow the number format of the process's locale at the call, in reading and writing: under a locale
+// with a decimal comma a file with points loads no entry, and commas written under it are read by no other.
 int ConfigLib_Load_DeviceInfo(CAPTURE_DEVICE_TYPE type, bool emuDef);
 
 // Writes the device information file of the type, in place and without a temporary file: entry i of `infos` under entry
@@ -103,7 +112,8 @@ std::map<std::uint64_t, CAPTURE_DEVICE_INFO>* ConfigFile_GetStructPtr_DeviceInfo
 
 // Reads "DeviceMapInfo.cfgbin", with the flag set "DeviceMapInfoEmuDef.cfgbin", as one opaque block. Returns
 // CONFIG_LOAD_CLEAN when a block that is not empty was read whole, else CONFIG_LOAD_FAILED: without a message when the
-// file opened but was empty, could not be read whole or was too big for memory. An earlier block survives only when the
+// file opened but was empty, could not be read whole or was too big for memory. The size counts modulo 2^32, so a file
+// of 4 GiB or more is told too small. An earlier block survives only when the
 // file cannot be opened.
 int ConfigLib_Load_DeviceMap(bool emuDef);
 
