@@ -54,12 +54,13 @@ give_back() {
     [ "$(id -u)" -eq 0 ] || as_root chown -R "$(id -u):$(id -g)" "$1"
 }
 
-# Starts an X server without a screen and points DISPLAY to it; its process id goes to `server`. $1: an empty folder for
-# its files; the rest: a command that runs it elsewhere and becomes it.
+# Starts an X server without a screen and points DISPLAY to it; its process id goes to `server`. A key that is held does
+# not repeat there: how often it would depends on the time. $1: an empty folder for its files; the rest: a command that
+# runs it elsewhere and becomes it.
 start_xvfb() {
     local number
     mkfifo "$1/display"
-    "${@:2}" Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp \
+    "${@:2}" Xvfb -displayfd 7 -screen 0 1920x1080x24 +extension GLX -noreset -nolisten tcp -r \
         7>"$1/display" 2>"$1/server.out" &
     server=$!
     IFS= read -r -t 60 number <"$1/display" || die "Xvfb did not start: $(tail -n 1 "$1/server.out")"

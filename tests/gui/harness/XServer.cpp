@@ -52,8 +52,9 @@ std::string Depth24(int width, int height) {
     const std::string size = Depth24(screen.width, screen.height);
     const char* glx = screen.gl ? "+extension" : "-extension";
     const std::string second = Depth24(screen.secondWidth, screen.secondHeight);
-    std::vector<const char*> words = {"Xvfb",      "-displayfd", number.c_str(), "-screen", "0",  size.c_str(),
-                                      "-nolisten", "tcp",        "-noreset",     glx,       "GLX"};
+    // A key held over a slow frame must not repeat: how often it would depends on the time.
+    std::vector<const char*> words = {"Xvfb", "-displayfd", number.c_str(), "-screen", "0", size.c_str(), "-nolisten",
+                                      "tcp",  "-noreset",   "-r",           glx,       "GLX"};
     if (screen.secondWidth > 0) {
         words.insert(words.end(), {"-screen", "1", second.c_str()});
     }
