@@ -234,9 +234,19 @@ TEST_F(Keyboard, CapsLockMakesCapitals) {
 }
 
 TEST_F(Keyboard, HeldLetterRepeatsAsTheServersReleaseAndPressPairs) {
-    // The server's repeat is an event pair each, as these are.
-    At().Type("ggg");
+    At().KeyDown('g');
+    At().Repeat('g');
+    At().Repeat('g');
+    At().KeyUp('g');
     EXPECT_EQ(Applied(), "abcdefggg");
+}
+
+TEST_F(Keyboard, HeldBackSpaceTakesALetterWithEachRepeat) {
+    At().KeyDown(XK_BackSpace);
+    At().Repeat(XK_BackSpace);
+    At().Repeat(XK_BackSpace);
+    At().KeyUp(XK_BackSpace);
+    EXPECT_EQ(Applied(), "abc");
 }
 
 TEST_F(Keyboard, FieldThatWasNotClickedTakesNoLetters) {

@@ -648,10 +648,7 @@ TEST_F(Window, ClipRectanglesCountFromTheLowerEdgeOfTheTrueHeight) {
     Session session(machine_, Answering({}));
     XResizeWindow(session.Connection(), session.Window(), 700, 600);
     session.Settle();
-    session.Shim().traceLength = 0;
-    session.Shim().tracedFrames = session.Shim().frames.load() + 3;
-    session.Frames(4);
-    const std::string trace = session.Run().Trace();
+    const std::string trace = session.TraceOfFrames(1);
     // The window's content area: 6 pixels from the left, 2 from the top, 678 by 436 wide and high.
     EXPECT_NE(trace.find("glScissor 6,162 678x436\n"), std::string::npos) << trace;
     EXPECT_NE(trace.find("glViewport 0,0 700x600\n"), std::string::npos);

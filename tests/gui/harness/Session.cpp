@@ -27,10 +27,6 @@ namespace gui {
 namespace {
 
 constexpr std::chrono::milliseconds kPoll{1};
-// An event that reached the server before a frame began is handled in that frame. The frame that runs when the wait
-// begins does not count, and a swap is known to be on the screen only when the next frame has asked the server for the
-// window's attributes.
-constexpr std::uint64_t kFramesToSettle = 3;
 // Letters that fit into the toolkit's text input of one frame, with room for keys that yield two.
 constexpr std::size_t kLettersPerFrame = 6;
 constexpr uid_t kOrdinaryUser = 65534;
@@ -152,6 +148,12 @@ void BecomeOrdinaryUser() {
     _exit(127);
 }
 
+// The program's window goes away with it, at any time. A request about it then fails, which its result tells; Xlib's
+// own handler would end the tests.
+int PassOver(Display*, XErrorEvent*) {
+    return 0;
+}
+
 }  // namespace
 
 void WaitUntil(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience) {
@@ -202,7 +204,25 @@ bool Program::Running() {
 }
 
 void Program::Await(const std::function<bool()>& condition, const std::string& what) const {
-    WaitUntil(condition, what, patience_);
+    const std::uint64_t last = shim_->frames.load() + kFramesOfPatience;
+    WaitUntil(
+        [&] {
+            const std::uint64_t drawn = shim_->frames.load();  // before the look at the condition
+            if (condition()) {
+                return true;
+            }
+            if (drawn > last) {
+                throw std::runtime_error("waited in vain for " + what + ", " + std::to_string(kFramesOfPatience) +
+                                         " frames long");
+            }
+            return false;
+        },
+        what, patience_);
+}
+
+void Program::Frames(std::uint64_t count) {
+    const std::uint64_t goal = shim_->frames.load() + count;
+    WaitUntil([&] { return shim_->frames.load() >= goal || !Running(); }, "further frames", patience_);
 }
 
 Ending Program::End() {
@@ -220,7 +240,7 @@ void Program::Kill() {
 void Program::Halt() const {
     kill(pid_, SIGSTOP);
     siginfo_t stopped{};
-    waitid(P_PID, static_cast<id_t>(pid_), &stopped, WSTOPPED);
+    waitid(P_PID, static_cast<id_t>(pid_), &stopped, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 void Program::Resume() const {
@@ -253,6 +273,7 @@ Session::Session(Machine& machine, Screen screen)
 
 Session::Session(Machine&, const Options& options)
     : server_(ServerFor(options.screen)), layout_(ScaleOf(options.screen)) {
+    XSetErrorHandler(PassOver);
     // Out of the way of every widget, so that nothing is hovered at the start.
     XTestFakeMotionEvent(server_.Connection(), -1, 0, 0, CurrentTime);
     XSync(server_.Connection(), False);
@@ -300,14 +321,38 @@ void Session::FindWindow() {
     origin_ = {static_cast<int>(place.x), static_cast<int>(place.y)};
 }
 
-void Session::Frames(std::uint64_t count) {
-    const std::uint64_t goal = Shim().frames.load() + count;
-    program_->Await([&] { return Shim().frames.load() >= goal || !program_->Running(); }, "further frames");
+void Session::Settle() {
+    XEvent mark{};
+    mark.xselection.type = kMarkType;
+    mark.xselection.requestor = window_;
+    mark.xselection.time = ++marks_;
+    XSendEvent(Connection(), window_, False, NoEventMask, &mark);
+    XSync(Connection(), False);
+    program_->Await([&] { return Shim().mark.load() >= marks_ || !program_->Running(); }, "the handling of the events");
+    program_->Await([&] { return Shim().shown.load() > Shim().marked.load() || !program_->Running(); },
+                    "the frame behind the events");
 }
 
-void Session::Settle() {
+void Session::SendTogether(const std::function<void()>& send) {
+    program_->Halt();
+    send();
+    // The server may hold back what it has for the program while it answers us, but not until it answers again.
     XSync(Connection(), False);
-    Frames(kFramesToSettle);
+    XSync(Connection(), False);
+    program_->Resume();
+}
+
+std::string Session::TraceOfFrames(std::uint64_t count, const std::function<void()>& send) {
+    SendTogether([&] {
+        Shim().traceLength = 0;
+        // The frame under way is one more, and where it is in its swap that is not traced any more.
+        Shim().tracedFrames = Shim().frames.load() + 2 + count;
+        if (send) {
+            send();
+        }
+    });
+    Frames(2 + count);
+    return program_->Trace();
 }
 
 void Session::MoveTo(Point point) {
@@ -332,11 +377,10 @@ void Session::Click(Point point) {
 }
 
 void Session::Notch(int button) {
-    // Held back from the program until both are queued, so that one frame takes them together.
-    XGrabServer(Connection());
-    XTestFakeButtonEvent(Connection(), static_cast<unsigned int>(button), True, CurrentTime);
-    XTestFakeButtonEvent(Connection(), static_cast<unsigned int>(button), False, CurrentTime);
-    XUngrabServer(Connection());
+    SendTogether([&] {
+        XTestFakeButtonEvent(Connection(), static_cast<unsigned int>(button), True, CurrentTime);
+        XTestFakeButtonEvent(Connection(), static_cast<unsigned int>(button), False, CurrentTime);
+    });
     Settle();
 }
 
@@ -374,6 +418,15 @@ void Session::Stroke(unsigned long symbol) {
     const KeyCode code = XKeysymToKeycode(Connection(), symbol);
     XTestFakeKeyEvent(Connection(), code, True, CurrentTime);
     XTestFakeKeyEvent(Connection(), code, False, CurrentTime);
+    Settle();
+}
+
+void Session::Repeat(unsigned long symbol) {
+    const KeyCode code = XKeysymToKeycode(Connection(), symbol);
+    SendTogether([&] {
+        XTestFakeKeyEvent(Connection(), code, False, CurrentTime);
+        XTestFakeKeyEvent(Connection(), code, True, CurrentTime);
+    });
     Settle();
 }
 

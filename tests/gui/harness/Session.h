@@ -24,6 +24,10 @@ inline constexpr std::chrono::seconds kPatience{60};
 // The same under another program, a memory checker say, which runs it many times slower.
 inline constexpr std::chrono::seconds kPatienceUnder{240};
 
+// So many frames without what is waited for are in vain: what comes at all comes within a few of them. On a loaded
+// machine frames take longer, and so does all else.
+inline constexpr std::uint64_t kFramesOfPatience = 100;
+
 // Returns once the condition holds. Throws with the text after the bound.
 void WaitUntil(const std::function<bool()>& condition, const std::string& what,
                std::chrono::seconds patience = kPatience);
@@ -55,8 +59,11 @@ public:
     Program& operator=(const Program&) = delete;
 
     bool Running();
-    // Waits for the condition, with as much patience as this run needs.
+    // Waits for the condition: for as many frames as there is patience, or, while none is drawn, for as long as this
+    // run may need.
     void Await(const std::function<bool()>& condition, const std::string& what) const;
+    // Waits until the program has drawn this many further frames, or has ended.
+    void Frames(std::uint64_t count);
     // Waits for the end of the process.
     Ending End();
     void Kill();
@@ -108,10 +115,12 @@ public:
     _XDisplay* Connection() const { return server_.Connection(); }
     unsigned long Window() const { return window_; }
 
-    // Waits until the program has drawn this many further frames, or has ended.
-    void Frames(std::uint64_t count);
-    // Waits until everything sent so far has been handled and is on the screen.
+    void Frames(std::uint64_t count) { program_->Frames(count); }
+    // Waits until everything sent so far has been handled and is on the screen, or the program has ended.
     void Settle();
+    // The calls of the frame under way and of at least this many whole frames after it, with a swap at the end of each.
+    // What `send` sends is handled in the first of the whole frames, or in the one under way.
+    std::string TraceOfFrames(std::uint64_t count, const std::function<void()>& send = {});
 
     void MoveTo(Point point);
     void MoveTo(const Rect& widget) { MoveTo(widget.Centre()); }
@@ -119,7 +128,7 @@ public:
     void Release(int button = 1);
     void Click(Point point);
     void Click(const Rect& widget) { Click(widget.Centre()); }
-    // One notch: a press and a release, in one frame where the server sends them together.
+    // One notch: a press and a release in one frame.
     void Notch(int button);
     // Picks an entry of a combo: opens it, scrolls as far as needed, clicks the entry.
     void Pick(const Rect& combo, int entry, int count);
@@ -129,6 +138,8 @@ public:
     void Key(unsigned long symbol);
     // Press and release at once, which the toolkit counts as one stroke all the same.
     void Stroke(unsigned long symbol);
+    // What a server sends for a key that is held for long: a release and a press at once.
+    void Repeat(unsigned long symbol);
     void KeyWith(unsigned long modifier, unsigned long symbol);
     // Each letter as a stroke of its key, with Shift where the key needs it.
     void Type(const std::string& text);
@@ -148,11 +159,14 @@ public:
 
 private:
     void FindWindow();
+    // Sends while the program stands still: it finds all of it in its queue at once.
+    void SendTogether(const std::function<void()>& send);
 
     XServer& server_;
     Layout layout_;
     std::unique_ptr<Program> program_;
     unsigned long window_ = 0;
+    std::uint64_t marks_ = 0;  // sent so far
     Point origin_;
     std::unique_ptr<Lettering> lettering_;
 };

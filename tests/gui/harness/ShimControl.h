@@ -9,6 +9,11 @@
 
 namespace gui {
 
+// A mark is an event of this type, sent by the test; its time is the mark's number, and no other client sends any. The
+// shim takes it out of the queue, so that the program never sees it: all that was sent before has been handled then, or
+// will be in the same frame.
+inline constexpr int kMarkType = 31;  // SelectionNotify
+
 inline constexpr const char* kShimVariable = "GUI_SHIM_CONTROL";           // names the file that holds the record
 inline constexpr const char* kUnbufferedVariable = "GUI_SHIM_UNBUFFERED";  // set: the standard output has no buffer
 inline constexpr std::uint32_t kTraceBytes = 1 << 20;
@@ -18,6 +23,9 @@ enum class Refusal : std::int32_t { NullContext = 0, XError = 1 };
 
 struct ShimControl {
     std::atomic<std::uint64_t> frames;    // glXSwapBuffers calls
+    std::atomic<std::uint64_t> shown;     // of those, the ones that are known to be on the screen
+    std::atomic<std::uint64_t> mark;      // the test's last mark that the program has come to in its queue
+    std::atomic<std::uint64_t> marked;    // frames before the one that came to it
     std::atomic<std::uint64_t> glErrors;  // errors that GL held at the end of a frame
 
     // Connection and window.

@@ -46,6 +46,21 @@ void TraceEvent(const void* caller, const char* format, Arguments... arguments) 
     }
 }
 
+// Takes the next event off the queue when it is a mark of the test.
+bool TakeMark(Display* display) {
+    XEvent event;
+    XPeekEvent(display, &event);
+    if (event.type != gui::kMarkType || event.xselection.send_event == False) {
+        return false;
+    }
+    static auto* const nextEvent = shim::Next(&XNextEvent, "XNextEvent");
+    nextEvent(display, &event);
+    gui::ShimControl& control = shim::Control();
+    control.marked.store(control.frames.load());
+    control.mark.store(event.xselection.time);
+    return true;
+}
+
 }  // namespace
 
 namespace shim {
@@ -235,7 +250,11 @@ int XFreeCursor(Display* display, Cursor cursor) {
 Status XGetWindowAttributes(Display* display, Window window, XWindowAttributes* attributes) {
     SHIM_NEXT(XGetWindowAttributes);
     SHIM_TRACE_FRAME("XGetWindowAttributes");
-    return next(display, window, attributes);
+    const std::uint64_t drawn = shim::Control().frames.load();
+    const Status answer = next(display, window, attributes);
+    // The server has answered, so it has dealt with all that was sent before.
+    shim::Control().shown.store(drawn);
+    return answer;
 }
 
 int XGrabPointer(Display* display, Window window, Bool owner, unsigned int mask, int pointerMode, int keyboardMode,
@@ -262,6 +281,15 @@ int XDefineCursor(Display* display, Window window, Cursor cursor) {
     SHIM_NEXT(XDefineCursor);
     SHIM_TRACE("XDefineCursor");
     return next(display, window, cursor);
+}
+
+int XPending(Display* display) {
+    SHIM_NEXT(XPending);
+    int count = next(display);
+    while (count > 0 && TakeMark(display)) {
+        count = next(display);
+    }
+    return count;
 }
 
 int XNextEvent(Display* display, XEvent* event) {
