@@ -5,11 +5,14 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <clocale>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include "../../../OsLayer/OsLayer.h"
 #include "Shim.h"
@@ -68,7 +71,22 @@ void DeleteArray(void* array, const void* caller) {
     next(array);
 }
 
+std::atomic<bool> g_logBegun{false};
+std::atomic<bool> g_logWoken{false};  // from the signal until the log thread has taken it
+std::atomic<bool> g_logIdle{false};   // while the log thread waits for a signal
+
 }  // namespace
+
+namespace shim {
+
+void WaitUntilLogIsWritten() {
+    // In this order: a thread that took the signal between the looks waits again only when it has written all.
+    while (g_logBegun && (g_logWoken || !g_logIdle)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+}  // namespace shim
 
 void operator delete[](void* array) noexcept {
     DeleteArray(array, __builtin_return_address(0));
@@ -79,6 +97,24 @@ void operator delete[](void* array, std::size_t) noexcept {
 }
 
 // The layer's functions are C++ ones: they are found under the names that the compiler makes of them.
+
+// The program has one event, which wakes the log thread.
+void OS_SetEvent(void* event) {
+    static auto* const next = shim::Next(&OS_SetEvent, "_Z11OS_SetEventPv");
+    g_logBegun = true;
+    g_logWoken = true;
+    next(event);
+}
+
+int OS_WaitForEvent(void* event, unsigned int milliseconds) {
+    static auto* const next = shim::Next(&OS_WaitForEvent, "_Z15OS_WaitForEventPvj");
+    g_logIdle = true;
+    const int result = next(event, milliseconds);
+    g_logIdle = false;
+    g_logWoken = false;
+    return result;
+}
+
 int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds) {
     static auto* const next =
         shim::Next(&OS_WaitForThreadToFinishWithTimeout, "_Z35OS_WaitForThreadToFinishWithTimeoutPvj");

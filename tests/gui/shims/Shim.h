@@ -25,6 +25,10 @@ void TraceInFrame(const char* format, ...) __attribute__((format(printf, 1, 2)))
 // The release of this piece of memory by the program is traced under the name. One piece for each name: the last one.
 void Watch(const void* piece, const char* name);
 
+// Returns when the log thread has written all that was logged so far. It does so at its own time, and a program that
+// ends soon would take the rest with it.
+void WaitUntilLogIsWritten();
+
 template <typename Function>
 Function* Next(Function*, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

@@ -94,6 +94,8 @@ XSizeHints* XAllocSizeHints() {
 
 Display* XOpenDisplay(const char* name) {
     SHIM_NEXT(XOpenDisplay);
+    // The configuration has been loaded, and its messages are all that a start without a failure logs.
+    shim::WaitUntilLogIsWritten();
     SHIM_TRACE("XOpenDisplay %s", name == nullptr ? "null" : name);
     static int calls = 0;
     if (shim::InProgram(__builtin_return_address(0)) && ++calls == shim::Control().failDisplayCall) {
