@@ -1,17 +1,75 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <functional>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "OsLayer.h"
+#include "support/Threads.h"
 
 namespace {
 
 // Long enough to fall asleep in, short enough for a test, in milliseconds.
 constexpr unsigned int kShort = 20;
+
+int KernelThreadNumber() {
+    return static_cast<int>(syscall(SYS_gettid));
+}
+
+// Asleep until it is woken, as a wait for an event is.
+bool IsAsleep(int thread) {
+    const auto call = test_support::BlockedIn(thread);
+    return call && call->number == SYS_futex;
+}
+
+void WaitUntilAsleep(int thread) {
+    while (!IsAsleep(thread)) {
+        std::this_thread::yield();
+    }
+}
+
+// A thread that waits for the event and then acts. It is asleep when the constructor is through.
+class Sleeper {
+public:
+    explicit Sleeper(
+        void* event, std::function<void(int result)> act = [](int) {})
+        : m_thread([this, event, act = std::move(act)] {
+              m_number = KernelThreadNumber();
+              act(OS_WaitForEvent(event, OS_INFINITE));
+              m_awake = true;
+          }) {
+        while (m_number == 0) {
+            std::this_thread::yield();
+        }
+        WaitUntilAsleep(m_number);
+    }
+    ~Sleeper() { m_thread.join(); }
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+
+    int Number() const { return m_number; }
+    std::thread::native_handle_type Handle() { return m_thread.native_handle(); }
+
+    // Returns when the thread has acted, true, or is asleep once more, false.
+    bool HasActed() const {
+        while (!m_awake && !IsAsleep(m_number)) {
+            std::this_thread::yield();
+        }
+        return m_awake;
+    }
+
+private:
+    std::atomic<int> m_number{0};
+    std::atomic<bool> m_awake{false};
+    std::thread m_thread;  // the last member: it uses the others
+};
 
 class EventTest : public testing::Test {
 protected:
@@ -59,7 +117,10 @@ TEST_F(EventTest, IsUsableAfterATimeLimitRanOut) {
 }
 
 TEST_F(EventTest, ALimitOfSecondsAndMillisecondsIsNotOverWhenTheSignalComes) {
-    std::thread signaller([this] { OS_SetEvent(m_event); });
+    std::thread signaller([this, waiter = KernelThreadNumber()] {
+        WaitUntilAsleep(waiter);
+        OS_SetEvent(m_event);
+    });
     EXPECT_NE(OS_WaitForEvent(m_event, 60999), 0);
     signaller.join();
     EXPECT_EQ(OS_WaitForEvent(m_event, 1), 0);
@@ -68,42 +129,30 @@ TEST_F(EventTest, ALimitOfSecondsAndMillisecondsIsNotOverWhenTheSignalComes) {
 TEST_F(EventTest, ASignalReleasesAThreadThatIsWaitingAndShowsItWhatWasWrittenBefore) {
     int written = 0;
     int seen = 0;
-    std::thread waiter([&] {
-        OS_WaitForEvent(m_event, OS_INFINITE);
-        seen = written;
-    });
-    written = 42;
-    OS_SetEvent(m_event);
-    waiter.join();
+    {
+        const Sleeper waiter(m_event, [&](int) { seen = written; });
+        written = 42;
+        OS_SetEvent(m_event);
+    }
     EXPECT_EQ(seen, 42);
 }
 
 TEST_F(EventTest, OneSignalReleasesOneOfSeveralWaiters) {
     constexpr int kWaiters = 4;
     void* released = OS_CreateAutoEvent(0);
-    std::atomic<int> sent{0};
-    std::atomic<int> returned{0};
-    std::atomic<bool> neverMoreThanSent{true};
-    std::vector<std::thread> waiters;
+    std::vector<std::unique_ptr<Sleeper>> waiters;
     for (int i = 0; i < kWaiters; ++i) {
-        waiters.emplace_back([&] {
-            OS_WaitForEvent(m_event, OS_INFINITE);
-            if (++returned > sent) {
-                neverMoreThanSent = false;
-            }
-            OS_SetEvent(released);
-        });
+        waiters.push_back(std::make_unique<Sleeper>(m_event, [&](int) { OS_SetEvent(released); }));
     }
-    for (int i = 0; i < kWaiters; ++i) {
-        ++sent;
+    for (int sent = 1; sent <= kWaiters; ++sent) {
         OS_SetEvent(m_event);
         OS_WaitForEvent(released, OS_INFINITE);
-        EXPECT_EQ(returned, sent);
+        // The one that has acted may not have said so yet. It does not go to sleep any more.
+        const auto acted =
+            std::count_if(waiters.begin(), waiters.end(), [](const auto& one) { return one->HasActed(); });
+        EXPECT_EQ(acted, sent);
     }
-    for (std::thread& waiter : waiters) {
-        waiter.join();
-    }
-    EXPECT_TRUE(neverMoreThanSent);
+    waiters.clear();
     EXPECT_EQ(OS_WaitForEvent(m_event, 0), 0);
     OS_DestroyEvent(released);
 }
@@ -198,20 +247,21 @@ TEST_F(EventTest, AWaitThatASystemSignalInterruptsGoesOn) {
     std::atomic<bool> signalled{false};
     bool signalledOnReturn = false;
     int result = 0;
-    std::thread waiter([&] {
-        result = OS_WaitForEvent(m_event, OS_INFINITE);
-        signalledOnReturn = signalled;
-    });
-    for (int i = 0; i < 50; ++i) {
-        const int seen = g_interruptions;
-        pthread_kill(waiter.native_handle(), SIGUSR1);
-        while (g_interruptions == seen) {
-            std::this_thread::yield();
+    {
+        Sleeper waiter(m_event, [&](int given) {
+            result = given;
+            signalledOnReturn = signalled;
+        });
+        for (int i = 1; i <= 50; ++i) {
+            pthread_kill(waiter.Handle(), SIGUSR1);
+            while (g_interruptions < i) {
+                std::this_thread::yield();
+            }
+            EXPECT_FALSE(waiter.HasActed());
         }
+        signalled = true;
+        OS_SetEvent(m_event);
     }
-    signalled = true;
-    OS_SetEvent(m_event);
-    waiter.join();
     sigaction(SIGUSR1, &before, nullptr);
     EXPECT_NE(result, 0);
     EXPECT_TRUE(signalledOnReturn);

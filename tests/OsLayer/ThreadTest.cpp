@@ -8,11 +8,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
-#include <string>
 #include <thread>
 
 #include "OsLayer.h"
+#include "support/Threads.h"
 
 static std::atomic<int> g_prioritiesSet{0};
 
@@ -24,19 +23,15 @@ extern "C" int setpriority(__priority_which_t which, id_t who, int priority) noe
 
 namespace {
 
+using test_support::HasEnded;
+
 int KernelThreadNumber() {
     return static_cast<int>(syscall(SYS_gettid));
 }
 
-// True while the kernel knows the thread.
-bool IsAlive(int thread) {
-    return std::filesystem::exists("/proc/self/task/" + std::to_string(thread));
-}
-
-// The kernel wakes those who wait for a thread a little before it takes the thread off its list. A thread that stays
-// there lets the test run into its time limit.
-void WaitUntilGone(int thread) {
-    while (IsAlive(thread)) {
+// For threads that nothing in the layer waits for. One that does not end lets the test run into its time limit.
+void WaitUntilEnded(int thread) {
+    while (!HasEnded(thread)) {
         std::this_thread::yield();
     }
 }
@@ -129,9 +124,7 @@ TEST(Thread, RunsTheFunctionWithTheArgumentOnAThreadOfItsOwn) {
 TEST(Thread, WaitingForAFinishedThreadReturnsAtOnceAndItsHandleCanBeClosed) {
     Shared shared;
     void* thread = Start(EndAtOnce, shared);
-    while (OS_WaitForThreadToFinishWithTimeout(thread, 2000) == 0) {
-    }
-    WaitUntilGone(shared.number);
+    WaitUntilEnded(shared.number);
     EXPECT_NE(OS_WaitForThreadToFinishWithTimeout(thread, 0), 0);
     EXPECT_NE(OS_WaitForThreadToFinishWithTimeout(thread, 2000), 0);
     OS_CloseThreadHandle(thread);
@@ -142,10 +135,10 @@ TEST(Thread, WaitingForARunningThreadRunsOutOfTime) {
     void* thread = Start(WaitForGoOn, shared);
     EXPECT_EQ(OS_WaitForThreadToFinishWithTimeout(thread, 0), 0);
     EXPECT_EQ(OS_WaitForThreadToFinishWithTimeout(thread, 20), 0);
-    EXPECT_TRUE(IsAlive(shared.number));
+    EXPECT_FALSE(HasEnded(shared.number));
     OS_SetEvent(shared.goOn);
     EXPECT_NE(OS_WaitForThreadToFinishWithTimeout(thread, OS_INFINITE), 0);
-    WaitUntilGone(shared.number);
+    EXPECT_TRUE(HasEnded(shared.number));
     OS_CloseThreadHandle(thread);
 }
 
@@ -168,7 +161,7 @@ TEST(Thread, WhatItWroteIsSeenAfterTheWait) {
 void ExpectTerminationWorks(void* thread, const Shared& shared) {
     EXPECT_EQ(OS_WaitForThreadToFinishWithTimeout(thread, 20), 0);
     OS_TerminateThread(thread);
-    WaitUntilGone(shared.number);
+    EXPECT_TRUE(HasEnded(shared.number));
     EXPECT_NE(OS_WaitForThreadToFinishWithTimeout(thread, 0), 0);
     OS_CloseThreadHandle(thread);
 }
@@ -310,7 +303,7 @@ TEST(TerminateThread, EndsManyThreadsOneAfterAnother) {
             std::this_thread::yield();
         }
         OS_TerminateThread(thread);
-        WaitUntilGone(shared.number);
+        ASSERT_TRUE(HasEnded(shared.number));
         OS_CloseThreadHandle(thread);
     }
 }
@@ -319,16 +312,16 @@ TEST(CloseThreadHandle, OfARunningThreadLetsItGoOn) {
     Shared shared;
     void* thread = Start(WaitForGoOn, shared);
     OS_CloseThreadHandle(thread);
-    EXPECT_TRUE(IsAlive(shared.number));
+    EXPECT_FALSE(HasEnded(shared.number));
     OS_SetEvent(shared.goOn);
     EXPECT_NE(OS_WaitForEvent(shared.done, OS_INFINITE), 0);
-    WaitUntilGone(shared.number);
+    WaitUntilEnded(shared.number);
 }
 
 TEST(CloseThreadHandle, OfAFinishedThreadThatNobodyWaitedForIsPossible) {
     Shared shared;
     void* thread = Start(EndAtOnce, shared);
-    WaitUntilGone(shared.number);
+    WaitUntilEnded(shared.number);
     OS_CloseThreadHandle(thread);
 }
 
