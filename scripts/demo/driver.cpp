@@ -48,6 +48,8 @@ constexpr auto kPollInterval = milliseconds(5);
 // The frame under way when an event is sent, the one that takes it in, and one that shows what came of it; one to
 // spare.
 constexpr int kFramesToSettle = 4;
+// A window that still draws after so many frames does not go away.
+constexpr int kFramesOfPatience = 100;
 
 struct Picture {
     unsigned width = 0;
@@ -126,16 +128,20 @@ bool EndsFrame(const XEvent& event) {
     return report.area.y + report.area.height >= report.geometry.height;
 }
 
+// How many frames have been reported since the last look.
+int NewFrames() {
+    int frames = 0;
+    while (XPending(display) > 0) {
+        XEvent event;
+        XNextEvent(display, &event);
+        frames += EndsFrame(event) ? 1 : 0;
+    }
+    return frames;
+}
+
 void AwaitFrames(int count) {
     XSync(display, True);  // reports of earlier frames do not count
-    WaitUntil("new frames", [&] {
-        while (count > 0 && XPending(display) > 0) {
-            XEvent event;
-            XNextEvent(display, &event);
-            count -= EndsFrame(event) ? 1 : 0;
-        }
-        return count <= 0;
-    });
+    WaitUntil("new frames", [&] { return (count -= NewFrames()) <= 0; });
 }
 
 Picture Settled() {
@@ -231,7 +237,15 @@ void Click(const std::string& name) {
 void LastClick(const std::string& name) {
     PointAt(Named(name));
     Button(true);
-    WaitUntil("the window to go away", [] { return Capture().rgb.empty(); });
+    XSync(display, True);
+    int frames = 0;
+    WaitUntil("the window to go away", [&] {
+        frames += NewFrames();
+        if (frames > kFramesOfPatience) {
+            throw std::runtime_error("no effect");
+        }
+        return Capture().rgb.empty();
+    });
     Button(false);
 }
 
