@@ -3,6 +3,7 @@
 // of its own, so that it begins with untouched records and a crash or a load without end costs no other case.
 //
 // Usage: cfg_probe <root>: an empty folder that stands in for the program data path.
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,8 +31,8 @@ namespace {
 
 // As many equal messages in a row are taken for a load without end; no case has as many lines of one kind.
 constexpr unsigned int ENDLESS = 1000;
-// Seconds after which a case is ended from outside, for a load that hangs without a word.
-constexpr unsigned int GUARD = 60;
+// Seconds on a processor after which a case is ended from outside, for a load that hangs without a word.
+constexpr rlim_t GUARD = 10;
 
 std::string g_root;
 bool g_hasRoot = true;
@@ -434,7 +435,8 @@ const std::map<std::string, Handler>& Operations() {
 }
 
 void RunCase(const std::vector<Words>& operations) {
-    alarm(GUARD);
+    const rlimit guard = {GUARD, GUARD};
+    setrlimit(RLIMIT_CPU, &guard);
     for (const Words& words : operations) {
         Operations().at(words[0])(words);
         Print("--");

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 namespace test_support {
@@ -24,6 +25,9 @@ __attribute__((format(printf, 2, 3))) void Record(LOG_LEVEL level, const char* f
     va_end(arguments);
 
     const std::lock_guard<std::mutex> hold(g_recordedLock);
+    if (g_recorded.size() >= kMostMessages) {
+        throw std::length_error("no end of messages: " + text);
+    }
     g_recorded.push_back({level, std::move(text)});
 }
 

@@ -1,6 +1,7 @@
 // Takes the place of the log.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,12 @@ struct LoggedMessage {
     std::string text;  // as formatted, without prefix and line feed, not cut
 };
 
+// So many messages in one test are those of a load that never ends.
+inline constexpr std::size_t kMostMessages = 5000;
+
 // While it lives, `Log` points at a function that keeps every message. One at a time. Messages may come from any
-// thread.
+// thread. The message that is one too many is thrown out of `Log`, as an std::length_error, so that an endless load
+// fails at once.
 class LogRecorder {
 public:
     LogRecorder();
