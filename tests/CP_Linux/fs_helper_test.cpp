@@ -2,7 +2,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
+#include <mntent.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -11,8 +11,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CP_Linux/CommaLocale.h"
@@ -215,44 +215,26 @@ TEST(GetMounts, RealMountsComeAndGoWithTheSystemsTable) {
     }));
 }
 
-// Reads from a pipe up to this many bytes. The limit of 30 seconds only ends a test that has failed already.
-std::string ReadWhatComes(int pipe, std::size_t size) {
-    std::string text;
-    pollfd ready{pipe, POLLIN, 0};
-    char byte = 0;
-    while (text.size() < size && poll(&ready, 1, 30000) == 1 && read(pipe, &byte, 1) == 1) {
-        text += byte;
-    }
-    return text;
-}
+// Acts ahead of each look for the next entry of the table.
+std::function<void()> g_aheadOfEntry;
 
-// The table is a pipe here whose next line comes only when the output for the line before has arrived.
 TEST(GetMounts, EveryLineOfTheOutputIsFlushedBeforeTheNextEntryIsRead) {
-    EXPECT_TRUE(PassesWithPrivateMounts([] {
-        ASSERT_EQ(mkfifo(kTable, 0600), 0);
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        const std::string lines[] = {"/dev/a : /mnt/a\n", "/dev/b : /media/b\n"};
-        std::string output[3];
-        std::thread feeder([&] {
-            const int table = open(kTable, O_WRONLY);
-            output[0] = ReadWhatComes(ends[0], std::strlen(kHeading));
-            dprintf(table, "%s", Line("/dev/a", "/mnt/a").c_str());
-            output[1] = ReadWhatComes(ends[0], lines[0].size());
-            dprintf(table, "%s", Line("/dev/b", "/media/b").c_str());
-            output[2] = ReadWhatComes(ends[0], lines[1].size());
-            close(table);
-        });
+    const TempDir folder;
+    EXPECT_TRUE(PassesWithPrivateMounts([&] {
+        WriteFile(kTable, Line("/dev/a", "/mnt/a") + Line("/dev/b", "/media/b"));
+        const int output = open(folder.File("output").c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        ASSERT_GE(output, 0);
+        std::vector<std::string> arrived;
         {
-            const test_support::StdoutRedirect redirect(ends[1]);
+            const test_support::StdoutRedirect redirect(output);
+            g_aheadOfEntry = [&] { arrived.push_back(test_support::ReadFile(folder.File("output"))); };
             EXPECT_EQ(GetMounts().size(), 2U);
+            g_aheadOfEntry = nullptr;
         }
-        feeder.join();
-        EXPECT_EQ(output[0], kHeading);
-        EXPECT_EQ(output[1], lines[0]);
-        EXPECT_EQ(output[2], lines[1]);
-        close(ends[0]);
-        close(ends[1]);
+        close(output);
+        const std::string first = kHeading;
+        const std::string second = first + "/dev/a : /mnt/a\n";
+        EXPECT_EQ(arrived, (std::vector<std::string>{first, second, second + "/dev/b : /media/b\n"}));
     }));
 }
 
@@ -410,7 +392,16 @@ TEST(FormatBytes, HasTheDecimalMarkOfTheLocale) {
 
 }  // namespace
 
-// The definition in the program comes before the one in the C library.
+// The definitions in the program come before those in the C library.
+extern "C" mntent* getmntent(FILE* table) noexcept {
+    using Function = mntent* (*)(FILE*);
+    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "getmntent"));
+    if (g_aheadOfEntry) {
+        g_aheadOfEntry();
+    }
+    return real(table);
+}
+
 extern "C" int statvfs(const char* path, struct statvfs* status) noexcept {
     using Function = int (*)(const char*, struct statvfs*);
     static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "statvfs"));

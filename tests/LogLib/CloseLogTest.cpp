@@ -1,9 +1,13 @@
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <thread>
 
 #include "LogFixture.h"
 #include "OsLayer.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -50,6 +54,19 @@ TEST_F(LogTest, TextPutInBeforeCloseLogIsAlwaysWritten) {
     }
 }
 
+// Returns when the log thread, which nobody else can be, is in a write to the standard output that does not return.
+void WaitUntilAtStandardOutput() {
+    for (;;) {
+        for (const int thread : test_support::OtherThreads()) {
+            const auto call = test_support::BlockedIn(thread);
+            if (call && call->number == SYS_write && call->argument == STDOUT_FILENO) {
+                return;
+            }
+        }
+        std::this_thread::yield();
+    }
+}
+
 // The thread has emptied the ring and is about to look at the flag or to fall asleep again when the last line comes.
 TEST_F(LogTest, ALineThatComesWhenTheThreadHasJustEmptiedTheRingIsWritten) {
     constexpr int kRuns = 3000;
@@ -67,20 +84,21 @@ TEST_F(LogTest, ALineThatComesWhenTheThreadHasJustEmptiedTheRingIsWritten) {
 TEST_F(LogTest, AThreadThatDoesNotEndWithin2000MillisecondsIsForcedDownAndTheTextInTheRingIsLost) {
     m_console.reset();
     const FullPipe pipe;
+    std::string meanwhile;
     {
         test_support::StdoutRedirect redirect(pipe.WritingEnd());
         ASSERT_EQ(Open(), 1);
         Log(kPlain, "first");
-        while (Present() != std::string(kBanner) + "first\n") {
-            std::this_thread::yield();
-        }
-        // The thread is in, or just before, the write to the standard output that never ends.
+        // The write never ends, and neither would that of a failed check's message.
+        WaitUntilAtStandardOutput();
+        meanwhile = Present();
         Log(kPlain, "second");
         CloseLog();
-        EXPECT_EQ(g_hLogThread, nullptr);
-        EXPECT_EQ(g_pBuf, nullptr);
         pipe.Empty();
     }
+    EXPECT_EQ(meanwhile, std::string(kBanner) + "first\n");
+    EXPECT_EQ(g_hLogThread, nullptr);
+    EXPECT_EQ(g_pBuf, nullptr);
     EXPECT_EQ(Present(), std::string(kBanner) + "first\n");
 
     // Nothing of the thread's stays locked: file, standard output and the log itself work on.

@@ -5,12 +5,11 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>  // for its object that flushes the streams at the end, which the program has too
 #include <string>
 #include <thread>
@@ -18,6 +17,7 @@
 #include "Log.h"
 #include "support/DataPath.h"
 #include "support/Files.h"
+#include "support/Threads.h"
 
 // The log thread lives, or has just ended by itself, when this program ends; the thread sanitizer would call it leaked,
 // and would wait a second for it before each end.
@@ -52,25 +52,26 @@ struct LateCloser {
 
 LateCloser g_closer;
 
-// The file comes ahead of the standard output, and the log thread holds both until both have the text.
-void WaitUntilAtStandardOutput(const std::string& logFile) {
-    while (test_support::ReadFile(logFile).find("ERROR: ") == std::string::npos) {
+// Waits until the log thread, which nobody else can be, is in a write that does not return. Gives the descriptor.
+int WaitForBlockedWrite() {
+    for (;;) {
+        for (const int thread : test_support::OtherThreads()) {
+            const auto call = test_support::BlockedIn(thread);
+            // With text in the ring: it counts as taken out only after the write.
+            if (call && call->number == SYS_write && g_ullLogBufRd != g_ullLogBufWr) {
+                return static_cast<int>(call->argument);
+            }
+        }
         std::this_thread::yield();
     }
 }
 
-// The log thread is this program's only other one.
-bool LogThreadSleeps() {
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        if (task.path().filename() != std::to_string(getpid())) {
-            std::string number;
-            std::string name;
-            std::string state;
-            std::ifstream(task.path() / "stat") >> number >> name >> state;
-            return state == "S";
-        }
+// At the standard output, which comes after the file: the file has the text by then.
+bool WaitUntilAtStandardOutput(const std::string& logFile) {
+    while (WaitForBlockedWrite() != STDOUT_FILENO) {
+        std::this_thread::yield();
     }
-    return false;
+    return test_support::ReadFile(logFile).find("ERROR: ") != std::string::npos;
 }
 
 // From now on the log file is a pipe that takes no more text and that nobody reads.
@@ -84,9 +85,8 @@ void BlockTheFile() {
     }
 }
 
-// Every line has woken the log thread: when it sleeps while the ring holds text, it is in a write that does not return.
-void WaitUntilStuck() {
-    while (g_ullLogBufRd == g_ullLogBufWr || !LogThreadSleeps()) {
+void WaitUntilStuckAtFile() {
+    while (WaitForBlockedWrite() == STDOUT_FILENO) {
         std::this_thread::yield();
     }
 }
@@ -113,10 +113,11 @@ int main(int argc, char** argv) {
     for (int line = 0; line < std::atoi(argv[2]); ++line) {
         Log(LOG_LEVEL_ERROR, "line %d", line);
     }
-    if (mode == "blocked") {
-        WaitUntilAtStandardOutput(std::string(argv[1]) + "/log/Log.txt");
-    } else if (mode == "stuck") {
-        WaitUntilStuck();
+    if (mode == "blocked" && !WaitUntilAtStandardOutput(std::string(argv[1]) + "/log/Log.txt")) {
+        return 4;
+    }
+    if (mode == "stuck") {
+        WaitUntilStuckAtFile();
     }
     g_closer.active = std::strcmp(argv[4], "destructor") == 0;
     if (std::strcmp(argv[4], "close") == 0) {

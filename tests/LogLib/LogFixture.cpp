@@ -1,6 +1,7 @@
 #include "LogFixture.h"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -11,16 +12,31 @@
 #include <ctime>
 #include <filesystem>
 #include <iterator>
+#include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "Faults.h"
 #include "OsLayer.h"
 #include "support/DataPath.h"
+#include "support/Threads.h"
 
 namespace {
 
 std::ptrdiff_t OpenFiles() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// Whether the log thread has ended or is asleep for the event.
+bool LogThreadIsIdle() {
+    if (OS_WaitForThreadToFinishWithTimeout(g_hLogThread, 0) != 0) {
+        return true;
+    }
+    const std::vector<int> others = test_support::OtherThreads();
+    return std::any_of(others.begin(), others.end(), [](int thread) {
+        const auto call = test_support::BlockedIn(thread);
+        return call && call->number == SYS_futex && call->argument == reinterpret_cast<std::uintptr_t>(g_hLogEvent);
+    });
 }
 
 }  // namespace
@@ -40,7 +56,11 @@ LogTest::~LogTest() {
 }
 
 void LogTest::WaitUntilTaken() {
-    while (g_ullLogBufRd != g_ullLogBufWr) {
+    constexpr int kRoundsToALook = 1000;  // a look costs much, and some tests want to go on at once
+    for (int round = 1; g_ullLogBufRd != g_ullLogBufWr; ++round) {
+        if (round % kRoundsToALook == 0 && LogThreadIsIdle() && g_ullLogBufRd != g_ullLogBufWr) {
+            throw std::runtime_error("the log thread leaves text in the ring");
+        }
         std::this_thread::yield();
     }
 }
