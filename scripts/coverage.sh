@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Line and branch coverage of the libraries and of FsHelper by their unit tests. Builds in build/coverage.
+# Line and branch coverage of the libraries, FsHelper and FormState by their unit tests. Builds in build/coverage.
 #
 # Every line has to be reached but those that docs/testing.md quotes with a reason; others end this with status 1.
 set -euo pipefail
@@ -30,7 +30,7 @@ step "Building"
 cmake --log-level=WARNING -S . -B "$folder" -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic -O0" -DVESMARA_BUILD_TESTS=ON >/dev/null ||
     die "the build could not be configured."
-targets=(ConfigLib LogLib OsLayer FsHelper)
+targets=(ConfigLib LogLib OsLayer FsHelper FormState)
 for name in "${folders[@]}"; do
     targets+=("tests/$name/all")
 done

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <ostream>
 #include <sstream>
 
@@ -31,14 +30,9 @@ const nk_color POPUP_LIST_BACKGROUND_COLOR = nk_rgb_hex("303030");
 const nk_color BORDER_COLOR = nk_rgba_hex("00000040");
 const nk_color TEXT_DEFAULT_COLOR = nk_rgb_hex("f0f0f0");
 
-constexpr char kStartEntry[] = "/usr/share/applications/StartRecordingServer.desktop";
-constexpr char kAutostartEntry[] = "/etc/xdg/autostart/StartRecordingServer.desktop";
 constexpr char kStoragesClash[] = "General storage should be set to a different location than the Recording storage.";
 
 constexpr int kMaxRecorders = 8;
-constexpr std::size_t kMaxNameBytes = 64;           // of the name that "Apply" takes over
-constexpr std::size_t kMaxGeneralPathBytes = 2048;  // wider than the record's field: that is meant
-constexpr unsigned int kLastStorageCount = 15;      // the walk ends when the count exceeds this
 
 constexpr nk_flags kGroupFlags = NK_WINDOW_BORDER | NK_WINDOW_TITLE | NK_WINDOW_SCROLL_AUTO_HIDE | NK_WINDOW_BACKGROUND;
 
@@ -86,42 +80,12 @@ CONFIGURATION__LOCAL* g_pLocal = nullptr;
 
 // ---- Strings -------------------------------------------------------------------------------------------------------
 
-// Removes every slash at the end, and nothing else.
-void rtrim(std::string& text) {
-    text.erase(text.find_last_not_of('/') + 1);
-}
-
-std::string rtrim_copy(std::string text) {
-    rtrim(text);
-    return text;
-}
-
 // A new terminated copy; the caller owns it.
 char* ToCharBuff(std::string text) {
     const std::size_t size = std::strlen(text.c_str()) + 1;
     char* copy = new char[size];
     std::memcpy(copy, text.c_str(), size);
     return copy;
-}
-
-// Copies `length` bytes of text and a zero byte to byte `offset` of a record. A text longer than its field runs on into
-// the fields behind it, as far as byte `end`; what would lie beyond is cut.
-void PutText(void* record, std::size_t offset, std::size_t end, const char* text, std::size_t length) {
-    const std::size_t count = std::min(length, end - offset - 1);
-    auto* to = static_cast<unsigned char*>(record) + offset;
-    std::memcpy(to, text, count);
-    to[count] = 0;
-}
-
-// The text at byte `offset` of a record, up to its zero byte, wherever ahead of byte `end` that lies.
-std::string TextAt(const void* record, std::size_t offset, std::size_t end) {
-    const char* begin = static_cast<const char*>(record) + offset;
-    return {begin, strnlen(begin, end - offset)};
-}
-
-// Whether a drive is the directory of this text; the second form of it is without closing slashes.
-bool IsPathOf(const DriveRecord& drive, const std::string& text, const std::string& trimmed) {
-    return drive.path == text || drive.path == trimmed;
 }
 
 const char** Items(char** texts) {
@@ -186,10 +150,10 @@ Dlg::Dlg(nk_context* ctx, int width, int height, float scale)
       m_showSelectDrivePopup(0),
       m_showAlertPopup(0),
       m_runServerAtStart(0),
-      m_systemName("The Recorder"),
+      m_systemName{},
       m_systemNameLen(0),
       m_generalStorageIndex(0),
-      m_generalStoragePath("/mnt/c"),
+      m_generalStoragePath{},
       m_generalStoragePathLen(0),
       m_recorderIdIndex(0),
       m_recorderCountIndex(0),
@@ -198,6 +162,7 @@ Dlg::Dlg(nk_context* ctx, int width, int height, float scale)
       m_numberLabels(nullptr),
       m_driveLabels(nullptr),
       m_drivePaths(nullptr) {
+    SetFormDefaults(Fields());
     Init();
 }
 
@@ -216,7 +181,7 @@ void Dlg::Init() {
         InitDeviceLabels();
         InitUiFromConfig();
         InitDrives();
-        m_runServerAtStart = std::filesystem::exists(kAutostartEntry) ? 1 : 0;
+        m_runServerAtStart = IsAutostartOn() ? 1 : 0;
     } catch (...) {
         Log(LOG_LEVEL_ERROR, "Failed to init dialog");
         throw 0;
@@ -237,28 +202,23 @@ void Dlg::InitDeviceLabels() {
     }
 }
 
-// Repairs the records too: a number of Recorders of 0 and a Recorder ID of 0 or above the number. The repairs reach the
-// files only through "Apply".
+FormFields Dlg::Fields() {
+    return {m_systemName,
+            m_systemNameLen,
+            m_generalStorageIndex,
+            m_generalStoragePath,
+            m_generalStoragePathLen,
+            m_recorderIdIndex,
+            m_recorderCountIndex,
+            m_drives,
+            m_driveSelected};
+}
+
+// The repairs of the records reach the files only through "Apply".
 void Dlg::InitUiFromConfig() {
     g_pGlobal = ConfigFile_GetStructPtr_Global();
     g_pLocal = ConfigFile_GetStructPtr_Local();
-    if (g_pGlobal->szClusterName[0] != '\0') {
-        static_assert(sizeof g_pGlobal->szClusterName <= sizeof m_systemName, "the name fits the edit buffer");
-        std::memcpy(m_systemName, g_pGlobal->szClusterName, std::strlen(g_pGlobal->szClusterName) + 1);
-    }
-    m_systemNameLen = static_cast<int>(std::strlen(m_systemName));
-
-    g_pGlobal->uiNodeCount = std::max(g_pGlobal->uiNodeCount, 1U);
-    g_pLocal->uiNodeID = std::max(std::min(g_pLocal->uiNodeID, g_pGlobal->uiNodeCount), 1U);
-    m_recorderCountIndex = static_cast<int>(g_pGlobal->uiNodeCount) - 1;
-    m_recorderIdIndex = static_cast<int>(g_pLocal->uiNodeID) - 1;
-
-    const std::size_t length = std::strlen(g_pGlobal->szGeneralStoragePath);
-    if (length >= sizeof m_generalStoragePath) {
-        std::abort();  // a path that does not fit ends the process, and that is meant
-    }
-    std::memcpy(m_generalStoragePath, g_pGlobal->szGeneralStoragePath, length + 1);
-    m_generalStoragePathLen = static_cast<int>(length);
+    FillForm(Fields(), *g_pGlobal, *g_pLocal);
 }
 
 float Dlg::GetScaled(float length) const {
@@ -273,8 +233,9 @@ void Dlg::InitDrives() {
         return;
     }
     MakeDriveTexts();
-    FindGeneralStorage();
-    FindRecordingDrives();
+    FindGeneralStorage(Fields());
+    m_driveSelected = new int[m_drives.size()]();
+    FindRecordingDrives(Fields(), *g_pLocal);
     m_selectedDriveStr = BuildSelectedDriveStr();
 }
 
@@ -295,31 +256,6 @@ void Dlg::MakeDriveTexts() {
     for (std::size_t i = 0; i < m_drives.size(); ++i) {
         m_driveLabels[i] = ToCharBuff(m_drives[i].label);
         m_drivePaths[i] = ToCharBuff(m_drives[i].path);
-    }
-}
-
-// Finds the configured general storage among the drives; the last match wins, and without one it is the first drive.
-void Dlg::FindGeneralStorage() {
-    const std::string configured = m_generalStoragePath;
-    const std::string trimmed = rtrim_copy(configured);
-    for (std::size_t i = 0; i < m_drives.size(); ++i) {
-        if (IsPathOf(m_drives[i], configured, trimmed)) {
-            m_generalStorageIndex = static_cast<int>(i);
-        }
-    }
-}
-
-// Flags every drive that is a configured recording storage.
-void Dlg::FindRecordingDrives() {
-    m_driveSelected = new int[m_drives.size()]();
-    const unsigned int count = g_pLocal->uiRecordingStorageCount;
-    for (unsigned int j = 0; j < count; ++j) {
-        const std::string configured = rtrim_copy(g_pLocal->szRecordingStorage[j]);
-        for (std::size_t i = 0; i < m_drives.size(); ++i) {
-            if (m_drives[i].path == configured) {
-                m_driveSelected[i] = 1;
-            }
-        }
     }
 }
 
@@ -531,8 +467,8 @@ void Dlg::BuildDriveList() const {
 // ---- Apply ---------------------------------------------------------------------------------------------------------
 
 void Dlg::OnApplyButtonClicked() {
-    StoreTopology();
-    StoreStorages();
+    StoreTopology(Fields(), *g_pGlobal, *g_pLocal);
+    StoreStorages(Fields(), *g_pGlobal, *g_pLocal);
     if (!CheckIfStoragesValid()) {
         m_alertText = kStoragesClash;
         m_showAlertPopup = 1;
@@ -546,47 +482,11 @@ void Dlg::OnApplyButtonClicked() {
     std::exit(0);
 }
 
-// The zero byte behind a name of 64 bytes lies on the lowest byte of the number of Recorders, which is set before: such
-// a name turns the number into 0. Order and overlap are meant.
-void Dlg::StoreTopology() {
-    static_assert(offsetof(CONFIGURATION__GLOBAL, uiNodeCount) == sizeof g_pGlobal->szClusterName,
-                  "the byte behind the name is the number's lowest");
-    g_pGlobal->uiNodeCount = static_cast<unsigned int>(m_recorderCountIndex) + 1;
-    g_pLocal->uiNodeID = static_cast<unsigned int>(m_recorderIdIndex) + 1;
-    PutText(g_pGlobal, offsetof(CONFIGURATION__GLOBAL, szClusterName), sizeof *g_pGlobal, m_systemName,
-            std::min(static_cast<std::size_t>(m_systemNameLen), kMaxNameBytes));
-}
-
-void Dlg::StoreStorages() {
-    const std::string general =
-        m_drives.empty() ? std::string() : m_drives[static_cast<std::size_t>(m_generalStorageIndex)].path;
-    PutText(g_pGlobal, offsetof(CONFIGURATION__GLOBAL, szGeneralStoragePath), sizeof *g_pGlobal, general.c_str(),
-            std::min(general.size(), kMaxGeneralPathBytes));
-
-    g_pLocal->uiRecordingStorageCount = 0;
-    g_pLocal->szRecordingStorage[0][0] = '\0';
-    for (std::size_t i = 0; i < m_drives.size() && g_pLocal->uiRecordingStorageCount <= kLastStorageCount; ++i) {
-        if (m_driveSelected[i] != 0) {
-            const std::size_t slot = offsetof(CONFIGURATION__LOCAL, szRecordingStorage) +
-                                     g_pLocal->uiRecordingStorageCount * sizeof g_pLocal->szRecordingStorage[0];
-            PutText(g_pLocal, slot, offsetof(CONFIGURATION__LOCAL, vHardware), m_drives[i].path.c_str(),
-                    m_drives[i].path.size());
-            ++g_pLocal->uiRecordingStorageCount;
-        }
-    }
-}
-
 bool Dlg::CheckIfStoragesValid() const {
-    const std::string general =
-        TextAt(g_pGlobal, offsetof(CONFIGURATION__GLOBAL, szGeneralStoragePath), sizeof *g_pGlobal);
-    const std::string trimmed = rtrim_copy(general);
-    for (std::size_t i = 0; i < m_drives.size(); ++i) {
-        if (m_driveSelected[i] != 0 && IsPathOf(m_drives[i], general, trimmed)) {
-            return false;
-        }
-    }
-    return true;
+    return AreStoragesValid(m_drives, m_driveSelected, *g_pGlobal);
 }
+
+namespace {
 
 // Copies all that can be read and written.
 void CopyBytes(int source, int destination) {
@@ -598,14 +498,16 @@ void CopyBytes(int source, int destination) {
              (count > 0 && WriteAll(destination, block, static_cast<std::size_t>(count))));
 }
 
+}  // namespace
+
 // Intended: no step's result is looked at. A source that cannot be read leaves an empty entry, which counts as "Yes".
 void Dlg::SwitchAutostart() const {
     if (m_runServerAtStart == 0) {
-        (void)unlink(kAutostartEntry);
+        (void)unlink(AUTOSTART_ENTRY);
         return;
     }
-    const int source = OpenToRead(kStartEntry);
-    const int destination = OpenEntryFile(kAutostartEntry);
+    const int source = OpenToRead(START_ENTRY);
+    const int destination = OpenEntryFile(AUTOSTART_ENTRY);
     CopyBytes(source, destination);
     (void)close(destination);
     (void)close(source);

@@ -6,13 +6,7 @@
 #include <string>
 #include <vector>
 
-// One drive to choose from. A drive is its mount point; two rows of the mount table with one mount point are two
-// drives.
-struct DriveRecord {
-    std::string label;         // row of the popup: the mount point and the free space
-    std::string path;          // the mount point exactly as the mount table gives it
-    long long availableSpace;  // bytes when the list was built, -1 when that failed; nothing reads it
-};
+#include "FormState.h"
 
 // The one form of the program. Made once the GUI context has its font; edits the records of ConfigLib in place.
 // Main thread only.
@@ -35,6 +29,9 @@ public:
     void ProcessGui();
 
 private:
+    // What the form shares with the checker of the files, as it is at present.
+    FormFields Fields();
+
     void Init();
     void InitStyles(nk_context* ctx);
     void InitDeviceLabels();
@@ -42,8 +39,6 @@ private:
     void InitDrives();
     void CollectDrives();
     void MakeDriveTexts();
-    void FindGeneralStorage();
-    void FindRecordingDrives();
 
     // A logical length in pixels.
     float GetScaled(float length) const;
@@ -69,8 +64,6 @@ private:
     // Moves the form into the records, validates, switches the autostart entry, saves and ends the process. Returns
     // only when the validation failed; nothing on disk has changed then.
     void OnApplyButtonClicked();
-    void StoreTopology();
-    void StoreStorages();
     void SwitchAutostart() const;
 
     // False when a recording drive is the general storage too. Compares texts, not indices; changes nothing.

@@ -23,21 +23,30 @@ bool IsDrive(const std::string& mountPoint) {
 }  // namespace
 
 std::vector<MountItem> GetMounts() {
+    return GetMountsOf(kMountTable, &std::cout);
+}
+
+std::vector<MountItem> GetMountsOf(const char* table, std::ostream* report) {
     std::vector<MountItem> mounts;
-    std::FILE* table = setmntent(kMountTable, "r");
-    if (table == nullptr) {
+    std::FILE* file = setmntent(table, "r");
+    if (file == nullptr) {
         return mounts;
     }
-    std::cout << "found mounted devices: " << std::endl;
-    while (const mntent* entry = getmntent(table)) {
+    if (report != nullptr) {
+        *report << "found mounted devices: " << std::endl;
+    }
+    while (const mntent* entry = getmntent(file)) {
         // The entry is overwritten by the next call.
         MountItem item{entry->mnt_fsname, entry->mnt_dir};
-        if (IsDrive(item.mountPoint)) {
-            std::cout << item.device << " : " << item.mountPoint << std::endl;
-            mounts.push_back(item);
+        if (!IsDrive(item.mountPoint)) {
+            continue;
         }
+        if (report != nullptr) {
+            *report << item.device << " : " << item.mountPoint << std::endl;
+        }
+        mounts.push_back(item);
     }
-    endmntent(table);
+    endmntent(file);
     return mounts;
 }
 

@@ -2,6 +2,7 @@
 // to be called from one thread.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ struct MountItem {
 // included. This is the full definition of a drive. Writes a heading and a line for each to the standard output. Empty,
 // and without output, when the table cannot be opened.
 std::vector<MountItem> GetMounts();
+
+// The same of another mount table. Heading and lines go to `report`, nowhere when it is null.
+std::vector<MountItem> GetMountsOf(const char* table, std::ostream* report);
 
 // Bytes that an unprivileged user may still write below `path`; -1 on failure.
 long long GetAvailableSpace(char const* path);
