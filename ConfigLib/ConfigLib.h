@@ -132,7 +132,15 @@ void ConfigFile_Utils_RemoveSpaces(char* line);
 
 // Writes the configuration directory with its closing slash, "/etc/Orvan/Config/Server/", as terminated text into a
 // buffer of at least 1024 bytes. Without a program data path it is "/Orvan/Config/Server/".
+//
+// A client that works on files elsewhere defines OS_GetProgramDataPath itself: the definition in an executable takes
+// precedence over the one in the shared OS_ library.
 void ConfigFile_Utils_GetConfigFileLocation(char* location);
+
+// How many bytes of its text file the running load has taken: the line that a message is about ends there, or a part of
+// it when it is longer than the read buffer. -1 when no line is at work: outside of a load, and at its checks behind the
+// last line. For a function that Log points to.
+long long ConfigFile_Utils_GetReadPosition();
 
 // The library's state that is not a record.
 namespace ConfigLib {

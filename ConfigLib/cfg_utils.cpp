@@ -39,6 +39,9 @@ constexpr std::array<char, 256> MakeFoldTable() {
 }
 constexpr std::array<char, 256> kFold = MakeFoldTable();
 
+// The file of which a loader has taken a line, up to its end or its closing; null otherwise.
+std::FILE* g_readFile = nullptr;
+
 }  // namespace
 
 DEVICE_TYPE_LABELS* g_DeviceTypeName = nullptr;
@@ -84,6 +87,15 @@ void ConfigFile_Utils_GetConfigFileLocation(char* location) {
     std::strncat(location, kConfigDirectory, kLocationSize - std::strlen(location) - 1);
 }
 
+long long ConfigFile_Utils_GetReadPosition() {
+    return g_readFile != nullptr ? static_cast<long long>(ftello(g_readFile)) : -1;
+}
+
+void FileCloser::operator()(std::FILE* file) const {
+    g_readFile = nullptr;
+    (void)std::fclose(file);
+}
+
 void BuildConfigPath(ConfigPath& path, const char* name) {
     char location[kLocationSize];
     ConfigFile_Utils_GetConfigFileLocation(location);
@@ -111,9 +123,11 @@ bool ReadConfigLine(std::FILE* file, char* line, int size) {
         line[size - 1] = '\0';
         ConfigFile_Utils_RemoveSpaces(line);
         if (line[0] != '\0') {
+            g_readFile = file;
             return true;
         }
     }
+    g_readFile = nullptr;
     return false;
 }
 

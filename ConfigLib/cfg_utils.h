@@ -51,7 +51,7 @@ LineResult TryForms(Reader& reader, const TagForm<Reader> (&forms)[N], const cha
 
 struct FileCloser {
     // The result of closing is not looked at.
-    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+    void operator()(std::FILE* file) const;
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
