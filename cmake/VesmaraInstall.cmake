@@ -1,6 +1,6 @@
 # What `cmake --install` puts where, and the package that other projects find the libraries by.
 #
-#   Runtime       the program and the OS_ library, both in bin: the program looks for the library beside itself
+#   Runtime       program, checker and OS_ library, all in bin: the two look for the library beside themselves
 #   Development   the other libraries, the public headers, the CMake package and the pkg-config file
 #
 # The prefix is /opt/Orvan unless the user names another one. Files that have to lie outside of it are in packaging/.
@@ -15,6 +15,7 @@ set(VESMARA_LIB_DIR lib)
 set(VESMARA_INCLUDE_DIR include/Vesmara)
 set(VESMARA_PACKAGE_DIR lib/cmake/Vesmara)
 
+install(TARGETS vesmara-check RUNTIME DESTINATION "${VESMARA_BIN_DIR}" COMPONENT Runtime)
 if(TARGET Vesmara)
     install(TARGETS Vesmara RUNTIME DESTINATION "${VESMARA_BIN_DIR}" COMPONENT Runtime)
 endif()

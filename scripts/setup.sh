@@ -9,7 +9,7 @@ cd "$(dirname "$(readlink -f "$0")")/.."
 
 # What the program and its demonstration are built from and run on.
 run_packages=(
-    g++ cmake ninja-build
+    g++ cmake ninja-build nlohmann-json3-dev
     libx11-dev libgl-dev libxtst-dev libxdamage-dev libpng-dev
     libgl1-mesa-dri libglx-mesa0 xvfb
     fonts-roboto-unhinted
@@ -20,7 +20,7 @@ run_packages=(
 # package, devscripts for its hardening-check.
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
-    clang libclang-rt-14-dev valgrind python3 file pkg-config devscripts
+    clang libclang-rt-14-dev valgrind python3 file pkg-config devscripts mandoc strace
 )
 # The competitors of the benchmarks.
 bench_packages=(libinih-dev libglib2.0-dev libspdlog-dev libgtk-3-dev)

@@ -29,6 +29,7 @@ expect_files() {
 
 library_files="\
 ./bin/libOsLayer.so
+./bin/vesmara-check
 ./include/Vesmara/ConfigLib.h
 ./include/Vesmara/External/Plugin/config.h
 ./include/Vesmara/Log.h
@@ -58,7 +59,8 @@ GoesToItsFixedFoldersWithoutAPrefix() {
     local root=$folder/root expected
     rm -rf "$root"
     DESTDIR=$root "$cmake" --install "$build" --component Runtime >/dev/null
-    expected="./opt/Orvan/bin/libOsLayer.so"
+    expected="./opt/Orvan/bin/libOsLayer.so
+./opt/Orvan/bin/vesmara-check"
     if [ -e "$build/bin/Vesmara" ]; then
         expected+="
 ./etc/Orvan/Assets/Fonts/Roboto-Regular.ttf
@@ -75,7 +77,7 @@ LibrariesInstallWithoutTheGui() {
     "$cmake" -S "$source_tree" -B "$alone" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$BUILD_TYPE" \
         -DVESMARA_BUILD_GUI=OFF -DNUKLEAR_INCLUDE_DIR=/nowhere -DVESMARA_SANITIZE="$sanitizers" \
         -DCMAKE_INSTALL_PREFIX="$prefix.no-gui" >/dev/null
-    "$cmake" --build "$alone" >/dev/null
+    "$cmake" --build "$alone" --parallel 2 >/dev/null
     "$cmake" --build "$alone" --target install >/dev/null
     diff <(LC_ALL=C sort <<<"$library_files") <(files_below "$prefix.no-gui") || fail "other files than expected"
 }

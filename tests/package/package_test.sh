@@ -25,6 +25,7 @@ HoldsProgramLibraryFontLinkAndManualPage() {
     local expected actual
     expected="\
 -rwxr-xr-x ./opt/Orvan/bin/Vesmara
+-rwxr-xr-x ./opt/Orvan/bin/vesmara-check
 -rw-r--r-- ./opt/Orvan/bin/libOsLayer.so
 -rw-r--r-- ./usr/share/man/man8/Vesmara.8
 lrwxrwxrwx ./etc/Orvan/Assets/Fonts/Roboto-Regular.ttf \

@@ -1,0 +1,138 @@
+#include "Apply.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "ConfigLib.h"
+#include "DataPath.h"
+#include "FsHelper.h"
+#include "Input.h"
+#include "Loading.h"
+#include "PrivateFolder.h"
+
+namespace {
+
+constexpr std::size_t kRoomLeft = 64 * 1024;  // bytes, more than the savers leave in a stream's buffer
+
+CONFIGURATION__GLOBAL& Global() {
+    return *ConfigFile_GetStructPtr_Global();
+}
+
+CONFIGURATION__LOCAL& Local() {
+    return *ConfigFile_GetStructPtr_Local();
+}
+
+DeviceRun OwnedDevices(CAPTURE_DEVICE_TYPE type, unsigned int node) {
+    if (node > MAX_NODES) {
+        return {};
+    }
+    const std::uint32_t first = Global().uiFirstDeviceOfNode[type][node];
+    const std::uint32_t count = Global().uiDevicesConnected[type][node];
+    if (first == 0 || count == 0) {
+        return {};
+    }
+    return std::make_pair(first, first + count - 1);
+}
+
+bool IsMounted(std::string path, const std::vector<DriveRecord>& drives) {
+    path.erase(path.find_last_not_of('/') + 1);
+    return std::any_of(drives.begin(), drives.end(), [&](const DriveRecord& drive) { return drive.path == path; });
+}
+
+// The savers take no notice of a disk that gets full at the last moment: what they wrote counts only while there is
+// room for more.
+void RequireRoom() {
+    const std::string path = ConfigFolder() + "/room";
+    WriteNewFile(path, std::string(kRoomLeft, ' '));
+    unlink(path.c_str());
+}
+
+void Save() {
+    ConfigLib_Save_Global(ConfigFile_GetStructPtr_Global());
+    ConfigLib_Save_Local(ConfigFile_GetStructPtr_Local());
+}
+
+}  // namespace
+
+UntouchedForm::UntouchedForm(std::vector<DriveRecord> drives)
+    : m_drives(std::move(drives)), m_driveSelected(m_drives.size()) {
+    SetFormDefaults(Fields());
+}
+
+FormFields UntouchedForm::Fields() {
+    return {m_systemName,
+            m_systemNameLen,
+            m_generalStorageIndex,
+            m_generalStoragePath,
+            m_generalStoragePathLen,
+            m_recorderIdIndex,
+            m_recorderCountIndex,
+            m_drives,
+            m_driveSelected.data()};
+}
+
+void UntouchedForm::Fill() {
+    FillForm(Fields(), Global(), Local());
+    if (!m_drives.empty()) {
+        FindGeneralStorage(Fields());
+        FindRecordingDrives(Fields(), Local());
+    }
+}
+
+bool UntouchedForm::Store() {
+    StoreTopology(Fields(), Global(), Local());
+    StoreStorages(Fields(), Global(), Local());
+    return AreStoragesValid(m_drives, m_driveSelected.data(), Global());
+}
+
+Recorder UntouchedForm::ShownRecorder() const {
+    Recorder recorder;
+    recorder.id = static_cast<unsigned int>(m_recorderIdIndex) + 1;
+    recorder.count = static_cast<unsigned int>(m_recorderCountIndex) + 1;
+    recorder.name.assign(m_systemName, static_cast<std::size_t>(m_systemNameLen));
+    recorder.cameras = OwnedDevices(CAPTURE_DEVICE_CAMERA, recorder.id);
+    recorder.sensors = OwnedDevices(CAPTURE_DEVICE_SENSOR, recorder.id);
+    return recorder;
+}
+
+std::vector<DriveRecord> DrivesOf(const std::string& mountTable, bool mustBeThere) {
+    // Whether it can be read without waiting; the C library then reads it by its own rules.
+    const InputFile table = ReadInput(mountTable);
+    if (table.kind != InputFile::Kind::Regular && (mustBeThere || table.kind != InputFile::Kind::Unopenable)) {
+        throw NotChecked{"the mount table '" + mountTable + "' cannot be read (" +
+                         (table.error != 0 ? std::strerror(table.error) : "no regular file") + ")"};
+    }
+    std::vector<DriveRecord> drives;
+    for (const MountItem& mount : GetMountsOf(mountTable.c_str(), nullptr)) {
+        drives.push_back({"", mount.mountPoint, 0});
+    }
+    return drives;
+}
+
+std::vector<Storage> StoragesOf(const std::vector<DriveRecord>& drives) {
+    std::vector<Storage> storages;
+    for (unsigned int number = 1; number <= MAX_RECORDING_STORAGES; ++number) {
+        const char* path = Local().szRecordingStorage[number - 1];
+        if (path[0] != '\0') {
+            storages.push_back({number, path, IsMounted(path, drives)});
+        }
+    }
+    const char* general = Global().szGeneralStoragePath;
+    if (general[0] != '\0') {
+        storages.push_back({0, general, IsMounted(general, drives)});
+    }
+    return storages;
+}
+
+void SaveRecords() {
+    const std::vector<std::string> messages = MessagesOf(Save);
+    if (!messages.empty()) {
+        throw NotChecked{"no place for the temporary files: " + messages[0]};
+    }
+    RequireRoom();
+}
