@@ -65,6 +65,9 @@ GoesToItsFixedFoldersWithoutAPrefix() {
         expected+="
 ./etc/Orvan/Assets/Fonts/Roboto-Regular.ttf
 ./opt/Orvan/bin/Vesmara
+./usr/bin/vesmara-check
+./usr/share/bash-completion/completions/vesmara-check
+./usr/share/man/man1/vesmara-check.1
 ./usr/share/man/man8/Vesmara.8"
     fi
     diff <(LC_ALL=C sort <<<"$expected") <(files_below "$root") || fail "other files than expected"

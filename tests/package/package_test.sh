@@ -21,12 +21,15 @@ IsBuilt() {
     [ "$(field Package)" = vesmara ] || fail "the package is named $(field Package)"
 }
 
-HoldsProgramLibraryFontLinkAndManualPage() {
+HoldsProgramCheckerLibraryFontLinkAndManualPages() {
     local expected actual
     expected="\
 -rwxr-xr-x ./opt/Orvan/bin/Vesmara
 -rwxr-xr-x ./opt/Orvan/bin/vesmara-check
 -rw-r--r-- ./opt/Orvan/bin/libOsLayer.so
+lrwxrwxrwx ./usr/bin/vesmara-check -> /opt/Orvan/bin/vesmara-check
+-rw-r--r-- ./usr/share/bash-completion/completions/vesmara-check
+-rw-r--r-- ./usr/share/man/man1/vesmara-check.1
 -rw-r--r-- ./usr/share/man/man8/Vesmara.8
 lrwxrwxrwx ./etc/Orvan/Assets/Fonts/Roboto-Regular.ttf \
 -> /usr/share/fonts/truetype/roboto/unhinted/RobotoTTF/Roboto-Regular.ttf"
