@@ -1,8 +1,8 @@
 """A second statement of what the checker says: what an untouched form would show, and what its "Apply" would write.
 
-The readers and writers are those of cfg_oracle.py. Here stand the mount table as the C library reads it, the matching of
-drives, the move of the form's values into the records, and the findings that follow. `report` gives the whole object
-that the checker prints as JSON; explanations, whose wording is free, are None in it.
+The readers and writers are those of cfg_oracle.py. Here stand the mount table as the C library reads it, the matching
+of drives, the move of the form's values into the records, and the findings that follow. `report` gives the whole
+object that the checker prints as JSON; explanations, whose wording is free, are None in it.
 
 Everything works on bytes: two files (None for a missing one), a mount table, and the folder's name. Python's standard
 library only.

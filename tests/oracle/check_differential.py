@@ -1,0 +1,300 @@
+#!/usr/bin/env python3
+"""Compares the checker with the oracle of "Apply" over generated pairs of files and mount tables.
+
+    check_differential.py --checker <vesmara-check> [--cases N] [--seed S ...] [--only K]
+
+Of each case the whole JSON object and the exit status are compared; of every fourth one the text output too, whose
+diffs have to be those of `diff -u` on the files that the oracle says "Apply" leaves. The folder has to be the same
+afterwards, and the folder for temporary files empty. A case depends on the seed and its number alone; `--only` runs one case and
+shows it; the seed `random` picks one. The first differences are cut down to few lines and shown. The exit status is 0
+when there is none.
+"""
+
+import argparse
+import collections
+import json
+import multiprocessing
+import os
+import random
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+import apply_cases
+from apply_oracle import GLOBAL, LOCAL, Outcome
+from differential import shown
+
+TEXT_EVERY = 4
+BATCH = 50
+SHOWN = 5
+LAST_LINE = re.compile(rb"(clean|(?:notice|broken): [1-9][0-9]*)\n")
+SCRATCH = "/dev/shm" if os.path.isdir("/dev/shm") else None
+
+
+class Place:
+    """A folder with the files of one case, a mount table, and a folder for the checker's temporary files."""
+
+    def __init__(self, root):
+        self.folder, self.table, self.temporary = (os.path.join(root, name) for name in ("the files", "mtab", "tmp"))
+        os.mkdir(self.folder)
+        os.mkdir(self.temporary)
+        self.directory = os.fsencode(self.folder)
+
+    def fill(self, case):
+        for name, content in zip((GLOBAL, LOCAL), case.contents):
+            write(os.path.join(self.folder, name), content)
+        write(self.table, case.table)
+
+    def content(self):
+        return {name: read(os.path.join(self.folder, name)) for name in sorted(os.listdir(self.folder))}
+
+
+def write(path, content):
+    if content is None:
+        if os.path.exists(path):
+            os.unlink(path)
+        return
+    with open(path, "wb") as file:
+        file.write(content)
+
+
+def read(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+class Checker:
+    def __init__(self, program, place):
+        self.program, self.place = program, place
+
+    def run(self, *options):
+        """Exit status, standard output and standard error."""
+        command = [self.program, "--directory=" + self.place.folder, "--mtab=" + self.place.table, *options]
+        done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False,
+                              env={**os.environ, "TMPDIR": self.place.temporary})
+        return done.returncode, done.stdout, done.stderr
+
+
+# ---------------------------------------------------------------------------------------------------------------------
+# What is to be equal. Each function yields (what, expected, got).
+# ---------------------------------------------------------------------------------------------------------------------
+
+
+def differences(expected, got, path=""):
+    """Places where two values of JSON differ; a number is not equal to a boolean."""
+    if isinstance(expected, dict) and isinstance(got, dict):
+        for key in sorted(expected.keys() | got.keys()):
+            yield from differences(expected.get(key, "(no such key)"), got.get(key, "(no such key)"), path + "." + key)
+    elif isinstance(expected, list) and isinstance(got, list) and len(expected) == len(got):
+        for number, pair in enumerate(zip(expected, got)):
+            yield from differences(*pair, "%s[%d]" % (path, number))
+    elif expected != got or isinstance(expected, bool) != isinstance(got, bool):
+        yield path[1:], expected, got
+
+
+def without_explanations(report):
+    """Takes the explanations out, whose words are free; yields those that are no text."""
+    for file in report.get("files", []):
+        for message in file.get("messages", []):
+            explanation = message.get("explanation")
+            if isinstance(explanation, str) and explanation.strip():
+                message["explanation"] = None
+            else:
+                yield "explanation of " + str(message.get("text")), "a text", explanation
+
+
+def check_json(checker, outcome):
+    status, out, err = checker.run("--json")
+    yield from differences([outcome.status, ""], [status, err.decode("utf-8", "replace")], ".status and standard error")
+    try:
+        report = json.loads(out.decode("utf-8"))
+    except ValueError as error:
+        yield "JSON", "one object in UTF-8", "%s: %r" % (error, out[:300])
+        return
+    yield from without_explanations(report)
+    yield from differences(outcome.report(), report)
+
+
+def unified_diff(checker, outcome, name):
+    """The diff that `diff -u` makes between the present and the written file."""
+    path = os.path.join(checker.place.folder, name)
+    present = path if outcome.pair.contents[name] is not None else os.devnull
+    command = ["diff", "-a", "-u", "--label", path, "--label", path + ' (after "Apply")', present, "-"]
+    return subprocess.run(command, input=outcome.after[name], capture_output=True, check=False).stdout
+
+
+def check_text(checker, outcome):
+    status, out, err = checker.run()
+    yield from differences([outcome.status, ""], [status, err.decode("utf-8", "replace")], ".status and standard error")
+    diffs = b"".join(unified_diff(checker, outcome, name) for name in outcome.apply["changed"])
+    body, last = out[:out.rfind(b"\n", 0, -1) + 1], out[out.rfind(b"\n", 0, -1) + 1:]
+    if not LAST_LINE.fullmatch(last) or not last.startswith(outcome.verdict.encode()):
+        yield "last line", outcome.verdict, last
+    cut = body.find(diffs) if diffs else body.find(b"--- " + checker.place.directory)
+    if (cut < 0) == bool(diffs):
+        yield "diffs", diffs, body
+    if diffs and b"--- " + checker.place.directory in body.replace(diffs, b"", 1):
+        yield "diffs", "no other diff", body
+    # A message may stand for several lines of the files; it then comes with each of them.
+    lines = collections.Counter((body[:cut] if cut >= 0 else body).split(b"\n"))
+    for message, count in collections.Counter(outcome.pair.messages).items():
+        if lines[message] != count:
+            yield "message in the text", [message] * count, [message] * lines[message]
+    quiet = checker.run("--quiet")
+    if quiet != (outcome.status, last, b""):
+        yield "--quiet", (outcome.status, last, b""), quiet
+
+
+def check_traces(checker, case):
+    """The folder is as it was, and nothing is left of the checker's own."""
+    expected = {name: content for name, content in zip((GLOBAL, LOCAL), case.contents) if content is not None}
+    yield from differences(expected, checker.place.content(), ".files")
+    yield from differences([], os.listdir(checker.place.temporary), ".temporary files")
+
+
+def check(checker, case, with_text):
+    """All differences of one case, and what the oracle says on it."""
+    checker.place.fill(case)
+    outcome = Outcome(case.contents, case.table, checker.place.directory)
+    found = list(check_json(checker, outcome))
+    if with_text:
+        found += check_text(checker, outcome)
+    return found + list(check_traces(checker, case)), outcome
+
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Showing a difference
+# ---------------------------------------------------------------------------------------------------------------------
+
+
+def fewer_lines(content):
+    lines = content.split(b"\n")
+    for size in (len(lines) // 2, len(lines) // 4, 1):
+        for start in range(0, len(lines), max(size, 1)):
+            yield b"\n".join(lines[:start] + lines[start + max(size, 1):])
+
+
+def candidates(case):
+    for place, content in enumerate(case.contents):
+        for fewer in fewer_lines(content or b""):
+            contents = list(case.contents)
+            contents[place] = fewer
+            yield apply_cases.Case(tuple(contents), case.table, None)
+    for fewer in fewer_lines(case.table):
+        yield apply_cases.Case(case.contents, fewer, None)
+
+
+def general_name(what):
+    return re.sub(r"\[[0-9]+\]", "", what)
+
+
+def shrink(checker, case):
+    """Cuts a case down as long as the same key differs."""
+    name = general_name(check(checker, case, True)[0][0][0])
+    budget = 500
+    smaller = True
+    while smaller and budget > 0:
+        smaller = False
+        for candidate in candidates(case):
+            budget -= 1
+            if budget <= 0:
+                break
+            if candidate.contents == case.contents and candidate.table == case.table:
+                continue
+            found = check(checker, candidate, True)[0]
+            if found and general_name(found[0][0]) == name:
+                case, smaller = candidate, True
+                break
+    return case
+
+
+def report(checker, seed, number):
+    case = apply_cases.make_case(seed, number)
+    case = shrink(checker, case)
+    print("\nseed %s case %d differs:" % (seed, number))
+    for title, content in zip((GLOBAL, LOCAL, "mtab"), case.contents + (case.table,)):
+        print("  %s:%s" % (title, " missing" if content is None else ""))
+        for line in (content or b"").split(b"\n"):
+            print("    " + shown(line))
+    for what, expected, got in check(checker, case, True)[0][:6]:
+        print("  %s\n    expected %s\n    got      %s" % (what, printable(expected), printable(got)))
+    sys.stdout.flush()
+
+
+def printable(value):
+    return str(value if isinstance(value, bytes) else repr(value))[:1500]
+
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Running
+# ---------------------------------------------------------------------------------------------------------------------
+
+
+def run_batch(arguments):
+    """Checks some cases in a process of its own. Numbers of those that differ, and what they covered."""
+    program, seed, numbers = arguments
+    seen, differing = collections.Counter(), []
+    with tempfile.TemporaryDirectory(dir=SCRATCH) as root:
+        checker = Checker(program, Place(root))
+        for number in numbers:
+            with_text = number % TEXT_EVERY == 0
+            found, outcome = check(checker, apply_cases.make_case(seed, number), with_text)
+            tally(outcome, with_text, seen)
+            if found:
+                differing.append(number)
+                seen.update("differs: " + general_name(what) for what in {f[0] for f in found})
+    return differing, seen
+
+
+def tally(outcome, with_text, seen):
+    seen["text output"] += with_text
+    for title, value in (("verdict", outcome.verdict), ("start", outcome.start), ("result", outcome.apply["result"])):
+        seen["%s %s" % (title, value)] += 1
+    seen["with messages"] += bool(outcome.pair.messages)
+    seen["with dropped lines"] += bool(outcome.apply["dropped"])
+    seen["with messages at the next start"] += bool(outcome.apply["next_start"])
+
+
+def run_seed(program, seed, count, jobs):
+    started = time.monotonic()
+    batches = [(program, seed, range(start, min(start + BATCH, count))) for start in range(0, count, BATCH)]
+    seen, differing = collections.Counter(), []
+    with multiprocessing.Pool(jobs) as pool:
+        for numbers, part in pool.imap(run_batch, batches):
+            differing += numbers
+            seen += part
+    with tempfile.TemporaryDirectory(dir=SCRATCH) as root:
+        checker = Checker(program, Place(root))
+        for number in differing[:SHOWN]:
+            report(checker, seed, number)
+    print("seed %s: %d cases, %d differences, %.1f s" % (seed, count, len(differing), time.monotonic() - started))
+    print("  " + ", ".join("%s %d" % item for item in sorted(seen.items())))
+    sys.stdout.flush()
+    return len(differing)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--checker", required=True, help="the program vesmara-check")
+    parser.add_argument("--cases", type=int, default=3000, help="cases for each seed")
+    parser.add_argument("--seed", action="append", help="a seed, or 'random'; may be given several times")
+    parser.add_argument("--only", type=int, help="run this case of the first seed alone")
+    parser.add_argument("--jobs", type=int, default=2)
+    options = parser.parse_args()
+    fresh = str(random.SystemRandom().getrandbits(32))
+    seeds = [fresh if seed == "random" else seed for seed in options.seed or ["1", "random"]]
+    if options.only is not None:
+        with tempfile.TemporaryDirectory(dir=SCRATCH) as root:
+            checker = Checker(options.checker, Place(root))
+            if not check(checker, apply_cases.make_case(seeds[0], options.only), True)[0]:
+                print("seed %s case %d: no difference" % (seeds[0], options.only))
+                return 0
+            report(checker, seeds[0], options.only)
+            return 1
+    return 1 if sum(run_seed(options.checker, seed, options.cases, options.jobs) for seed in seeds) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
