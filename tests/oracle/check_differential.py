@@ -5,9 +5,9 @@
 
 Of each case the whole JSON object and the exit status are compared; of every fourth one the text output too, whose
 diffs have to be those of `diff -u` on the files that the oracle says "Apply" leaves. The folder has to be the same
-afterwards, and the folder for temporary files empty. A case depends on the seed and its number alone; `--only` runs one case and
-shows it; the seed `random` picks one. The first differences are cut down to few lines and shown. The exit status is 0
-when there is none.
+afterwards, and the folder for temporary files empty. A case depends on the seed and its number alone; `--only` runs one
+case and shows it; the seed `random` picks one. The first differences are cut down to few lines and shown. The exit
+status is 0 when there is none.
 """
 
 import argparse

@@ -82,7 +82,8 @@ class MountTable(unittest.TestCase):
     def test_the_c_library_reads_the_same(self):
         rng = random.Random(4)
         pieces = [b"/dev/sda1", b"/mnt/a", b" ", b"  ", b"\t", b"\n", b"\n", b"\\040", b"\\011", b"\\012", b"\\134",
-                  b"\\\\", b"\\", b"0", b"#", b"ext4", b"autofs", b" rw,ignore", b"ignore=1", b",", b"xignore,ignore", b"\0",
+                  b"\\\\", b"\\", b"0", b"#", b"ext4", b"autofs", b" rw,ignore", b"ignore=1", b",", b"xignore,ignore",
+                  b"\0",
                   b"y" * 1022, b"z" * 1500, b"x" * 4090, b"\xe9", b"0 0"]
         for _ in range(1500):
             text = b"".join(rng.choice(pieces) for _ in range(rng.randrange(1, 14)))
