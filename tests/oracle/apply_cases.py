@@ -89,6 +89,8 @@ class Maker(differential.Maker):
             points.append(long_point(r.choice(LONG_LENGTHS)))
         if r.random() < 0.12 and points:
             points += r.sample(points, min(len(points), r.randrange(1, 3)))
+        if r.random() < 0.04 and points:
+            points.append(r.choice(points) + b"/")
         r.shuffle(points)
         self.drives = points
 
