@@ -113,18 +113,21 @@ def drives_of(table):
 
 
 class Loaded:
-    """What one load gave. `result` is None for a load that never ends, and for one that is never begun."""
+    """What one load gave. `result` is None for a load that never ends, and for one that is never begun.
 
-    def __init__(self, result, messages, record):
-        self.result, self.messages, self.record = result, messages, record
+    `lines`: for each message the line of the file that brought it about, None for one of the whole file.
+    """
+
+    def __init__(self, result, messages, lines, record):
+        self.result, self.messages, self.lines, self.record = result, messages, lines, record
 
 
 def load(loader, content, path):
     try:
         result = loader.run(content, path, loader.BUFFER)
     except cfg.Endless as endless:
-        return Loaded(None, loader.messages + [endless.message], loader.record)
-    return Loaded(result, loader.messages, loader.record)
+        return Loaded(None, loader.messages + [endless.message], loader.lines + [loader.number], loader.record)
+    return Loaded(result, loader.messages, loader.lines, loader.record)
 
 
 class Pair:
@@ -134,7 +137,7 @@ class Pair:
         self.contents = dict(zip((GLOBAL, LOCAL), contents))
         self.system = load(cfg.GlobalLoader(), contents[0], directory + b"/" + GLOBAL.encode())
         if self.system.result is None:
-            self.node = Loaded(None, [], cfg.Local())
+            self.node = Loaded(None, [], [], cfg.Local())
         else:
             self.node = load(cfg.LocalLoader(self.system.record), contents[1], directory + b"/" + LOCAL.encode())
         self.loads = {GLOBAL: self.system, LOCAL: self.node}
@@ -311,8 +314,8 @@ def section_of_node(kind, pair):
 
 def dropped_lines(name, before, written):
     """Lines of the present file whose tag or section the written one does not have."""
-    kept = {tag_of(line, before) for _, line in lines_of(written)}
-    return [{"file": name, "line": number, "text": as_text(line)}
+    kept = {tag_of(line, before) for _, line in lines_of(written) if not is_blank_or_comment(line)}
+    return [{"file": name, "line": number, "text": as_text(line.removesuffix(b"\r"))}
             for number, line in lines_of(before.contents[name] or b"")
             if not is_blank_or_comment(line) and tag_of(line, before) not in kept]
 
@@ -323,9 +326,8 @@ def dropped_lines(name, before, written):
 
 
 def as_text(data):
-    """Text for JSON: each byte that belongs to no UTF-8 character becomes U+FFFD."""
-    text = data.decode("utf-8", "surrogateescape")
-    return "".join("\ufffd" if 0xDC80 <= ord(c) <= 0xDCFF else c for c in text)
+    """Text for JSON: what is no UTF-8 becomes U+FFFD, one for each byte or begun character."""
+    return data.decode("utf-8", "replace")
 
 
 def texts(items):
@@ -367,7 +369,7 @@ def section_report(kind, s):
         return common
     names = ("sync_mode", "max_dma_buffers", "max_detection_time", "link_speed")
     return {**common, **dict(zip(names, s.numbers)),
-            "cti": texts(s.cti) if any(s.cti) else None,
+            "cti": texts(s.cti),
             "macs": [mac_text(mac) for mac in s.macs],
             "models": [texts([m.name, m.params]) for m in s.models]}
 
@@ -394,6 +396,9 @@ def values_report(pair):
 def device_range(system, kind, node):
     first, count = system.first[kind][node], system.connected[kind][node]
     return [first, first + count - 1] if first and count else None
+
+
+NO_RECORDER = {"id": None, "count": None, "name": None, "cameras": None, "sensors": None}
 
 
 def recorder_report(form, pair):
@@ -424,8 +429,8 @@ class Outcome:
         self.pair = Pair(contents, directory)
         self.drives = drives_of(table)
         self.start = self.find_start()
-        self.form = Form(self.pair.system.record, self.pair.node.record, self.drives) if self.pair.ends else None
-        self.recorder = recorder_report(self.form, self.pair) if self.form else None
+        self.form = Form(self.pair.system.record, self.pair.node.record, self.drives)
+        self.recorder = recorder_report(self.form, self.pair) if self.start == "form" else NO_RECORDER
         self.after = self.next = None
         self.apply = dict(UNREACHABLE)
         if self.start == "form":
@@ -454,12 +459,15 @@ class Outcome:
             return "broken"
         if self.apply["result"] == "refused" or self.pair.messages or self.next.messages or self.apply["dropped"]:
             return "notice"
+        if not fits_writer(self.form.system):
+            return "notice"
         return "notice" if values_differ(self.pair, self.next) else "clean"
 
     def report(self):
         """The object that the checker prints, explanations as None."""
         files = [{"name": name, "load": loaded.result,
-                  "messages": [{"text": text, "explanation": None} for text in texts(loaded.messages)]}
+                  "messages": [{"text": text, "explanation": None, "line": line}
+                               for text, line in zip(texts(loaded.messages), loaded.lines)]}
                  for name, loaded in self.pair.loads.items()]
         return {"directory": as_text(self.directory), "verdict": self.verdict, "start": self.start, "files": files,
                 "recorder": self.recorder, "values": values_report(self.pair),

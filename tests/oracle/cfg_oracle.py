@@ -272,16 +272,24 @@ def normalise(line):
     return b"".join(s if i % 2 else s.translate(LOWER, DROPPED) for i, s in enumerate(stretches))
 
 
-def normalised_lines(content, buffer_size):
-    """The lines that a reader sees: cut at the buffer's size, ended by a zero byte, empty ones left out."""
-    position = 0
+def numbered_lines(content, buffer_size):
+    """The lines that a reader sees: cut at the buffer's size, ended by a zero byte, empty ones left out.
+
+    With each comes the number, from 1, of the file's line that it belongs to.
+    """
+    position, number = 0, 1
     while position < len(content):
         end = content.find(b"\n", position, position + buffer_size - 1)
-        end = min(position + buffer_size - 1, len(content)) if end < 0 else end + 1
+        feed = end >= 0
+        end = end + 1 if feed else min(position + buffer_size - 1, len(content))
         line = normalise(content[position:end].split(b"\0", 1)[0])
-        position = end
         if line:
-            yield line
+            yield number, line
+        position, number = end, number + feed
+
+
+def normalised_lines(content, buffer_size):
+    return (line for _, line in numbered_lines(content, buffer_size))
 
 
 def closed_directory(path):
@@ -431,9 +439,12 @@ class Loader:
 
     def __init__(self):
         self.messages = []
+        self.lines = []  # for each message the number of the line that brought it about, None at the end of the file
+        self.number = None
         self.result = 2
 
     def say(self, text, *arguments):
+        self.lines.append(self.number)
         self.messages.append(b"Config: " + (text % arguments if arguments else text))
 
     def complain(self, text, *arguments):
@@ -448,8 +459,9 @@ class Loader:
         try:
             if content is None:
                 self.fail(b"Cannot open config file '%s' (%d)", path, ENOENT)
-            for line in normalised_lines(content, buffer_size):
+            for self.number, line in numbered_lines(content, buffer_size):
                 self.line(line)
+            self.number = None
             self.finish()
         except Failed:
             self.result = 0

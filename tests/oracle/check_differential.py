@@ -29,7 +29,6 @@ from differential import shown
 TEXT_EVERY = 4
 BATCH = 50
 SHOWN = 5
-LAST_LINE = re.compile(rb"(clean|(?:notice|broken): [1-9][0-9]*)\n")
 SCRATCH = "/dev/shm" if os.path.isdir("/dev/shm") else None
 
 
@@ -94,54 +93,84 @@ def differences(expected, got, path=""):
         yield path[1:], expected, got
 
 
+def messages_of(report):
+    return [message for file in report.get("files", []) for message in file.get("messages", [])]
+
+
 def without_explanations(report):
-    """Takes the explanations out, whose words are free; yields those that are no text."""
-    for file in report.get("files", []):
-        for message in file.get("messages", []):
-            explanation = message.get("explanation")
-            if isinstance(explanation, str) and explanation.strip():
-                message["explanation"] = None
-            else:
-                yield "explanation of " + str(message.get("text")), "a text", explanation
+    """Takes out what is for people, whose words are free; yields explanations that are no text."""
+    for explained in messages_of(report) + report.pop("findings", []):
+        explanation = explained.get("explanation")
+        explained["explanation"] = None
+        if not isinstance(explanation, str) or not explanation.strip():
+            yield "explanation", "a text for " + str(explained.get("text")), explanation
 
 
-def check_json(checker, outcome):
-    status, out, err = checker.run("--json")
-    yield from differences([outcome.status, ""], [status, err.decode("utf-8", "replace")], ".status and standard error")
+def without_free_lines(report, expected):
+    """A message at the end of a file may name the section that it is about, or no line."""
+    for message, other in zip(messages_of(report), messages_of(expected)):
+        if other["line"] is None:
+            message["line"] = None
+
+
+def loaded(out):
+    """The one object that the checker printed; text instead where it is none."""
     try:
-        report = json.loads(out.decode("utf-8"))
+        return json.loads(out.decode("utf-8"))
     except ValueError as error:
-        yield "JSON", "one object in UTF-8", "%s: %r" % (error, out[:300])
+        return "%s: %r" % (error, out[:300])
+
+
+def check_json(ending, outcome):
+    status, out, err = ending
+    yield from differences([outcome.status, ""], [status, err.decode("utf-8", "replace")], ".status and standard error")
+    report = loaded(out)
+    if isinstance(report, str):
+        yield "JSON", "one object in UTF-8", report
         return
     yield from without_explanations(report)
-    yield from differences(outcome.report(), report)
+    expected = outcome.report()
+    without_free_lines(report, expected)
+    yield from differences(expected, report)
 
 
 def unified_diff(checker, outcome, name):
     """The diff that `diff -u` makes between the present and the written file."""
     path = os.path.join(checker.place.folder, name)
     present = path if outcome.pair.contents[name] is not None else os.devnull
-    command = ["diff", "-a", "-u", "--label", path, "--label", path + ' (after "Apply")', present, "-"]
+    command = ["diff", "-u", "--label", path, "--label", path + ' (after "Apply")', present, "-"]
     return subprocess.run(command, input=outcome.after[name], capture_output=True, check=False).stdout
 
 
-def check_text(checker, outcome):
+def count_of_findings(out):
+    report = loaded(out)
+    return 0 if isinstance(report, str) else len(messages_of(report)) + len(report.get("findings", []))
+
+
+def last_line_of(outcome, out):
+    if outcome.verdict == "clean":
+        return b"clean\n"
+    return b"%s: %d\n" % (outcome.verdict.encode(), count_of_findings(out))
+
+
+def check_text(checker, outcome, expected_last):
     status, out, err = checker.run()
     yield from differences([outcome.status, ""], [status, err.decode("utf-8", "replace")], ".status and standard error")
     diffs = b"".join(unified_diff(checker, outcome, name) for name in outcome.apply["changed"])
     body, last = out[:out.rfind(b"\n", 0, -1) + 1], out[out.rfind(b"\n", 0, -1) + 1:]
-    if not LAST_LINE.fullmatch(last) or not last.startswith(outcome.verdict.encode()):
-        yield "last line", outcome.verdict, last
+    if last != expected_last:
+        yield "last line", expected_last, last
     cut = body.find(diffs) if diffs else body.find(b"--- " + checker.place.directory)
     if (cut < 0) == bool(diffs):
         yield "diffs", diffs, body
     if diffs and b"--- " + checker.place.directory in body.replace(diffs, b"", 1):
         yield "diffs", "no other diff", body
-    # A message may stand for several lines of the files; it then comes with each of them.
-    lines = collections.Counter((body[:cut] if cut >= 0 else body).split(b"\n"))
+    # A message that several lines of the files brought about comes with each of them. It may hold a line feed itself.
+    head = b"\n" + (body[:cut] if cut >= 0 else body)
     for message, count in collections.Counter(outcome.pair.messages).items():
-        if lines[message] != count:
-            yield "message in the text", [message] * count, [message] * lines[message]
+        got = head.count(b"\n" + message + b"\n")
+        if got != count:
+            yield "message in the text", [message] * count, [message] * got
     quiet = checker.run("--quiet")
     if quiet != (outcome.status, last, b""):
         yield "--quiet", (outcome.status, last, b""), quiet
@@ -158,9 +187,10 @@ def check(checker, case, with_text):
     """All differences of one case, and what the oracle says on it."""
     checker.place.fill(case)
     outcome = Outcome(case.contents, case.table, checker.place.directory)
-    found = list(check_json(checker, outcome))
+    ending = checker.run("--json")
+    found = list(check_json(ending, outcome))
     if with_text:
-        found += check_text(checker, outcome)
+        found += check_text(checker, outcome, last_line_of(outcome, ending[1]))
     return found + list(check_traces(checker, case)), outcome
 
 
@@ -233,7 +263,7 @@ def printable(value):
 
 
 def run_batch(arguments):
-    """Checks some cases in a process of its own. Numbers of those that differ, and what they covered."""
+    """Checks some cases in a process of its own. Those that differ and in what, and what all of them covered."""
     program, seed, numbers = arguments
     seen, differing = collections.Counter(), []
     with tempfile.TemporaryDirectory(dir=SCRATCH) as root:
@@ -243,8 +273,9 @@ def run_batch(arguments):
             found, outcome = check(checker, apply_cases.make_case(seed, number), with_text)
             tally(outcome, with_text, seen)
             if found:
-                differing.append(number)
-                seen.update("differs: " + general_name(what) for what in {f[0] for f in found})
+                names = sorted({general_name(what) for what, _, _ in found})
+                differing.append((number, tuple(names)))
+                seen.update("differs: " + name for name in names)
     return differing, seen
 
 
@@ -262,12 +293,13 @@ def run_seed(program, seed, count, jobs):
     batches = [(program, seed, range(start, min(start + BATCH, count))) for start in range(0, count, BATCH)]
     seen, differing = collections.Counter(), []
     with multiprocessing.Pool(jobs) as pool:
-        for numbers, part in pool.imap(run_batch, batches):
-            differing += numbers
+        for found, part in pool.imap(run_batch, batches):
+            differing += found
             seen += part
     with tempfile.TemporaryDirectory(dir=SCRATCH) as root:
         checker = Checker(program, Place(root))
-        for number in differing[:SHOWN]:
+        # One of each kind.
+        for number in list({names: number for number, names in reversed(differing)}.values())[:SHOWN]:
             report(checker, seed, number)
     print("seed %s: %d cases, %d differences, %.1f s" % (seed, count, len(differing), time.monotonic() - started))
     print("  " + ", ".join("%s %d" % item for item in sorted(seen.items())))
