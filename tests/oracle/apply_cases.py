@@ -9,7 +9,7 @@ points, storages that are not mounted, broken files, or none.
 
 writes cases for the test of the real form as folders 0000, 0001, ...: `global.cfg` and `local.cfg` (none where the file
 is missing), and `mounts` with one mount point a line, in the order to mount them in, a backslash and a line feed in a
-name as `\\\\` and `\\n`. Only cases with an end and with mount points that can be real are dumped.
+name as `\\\\` and `\\n`. Only cases that reach the form and whose mount points can be real are dumped.
 """
 
 import argparse
@@ -240,14 +240,20 @@ def dumped_name(point):
     return point.replace(b"\\", b"\\\\").replace(b"\n", b"\\n")
 
 
+def can_be_shown(contents):
+    """A diff shows nothing of a file with a zero byte."""
+    return not any(b"\0" in content for content in contents if content is not None)
+
+
 def cases_for_the_form(seed, count):
-    """Cases in which "Apply" can be reached and whose drives can be mounted."""
+    """Cases in which "Apply" can be reached, and whose drives can be mounted and files shown."""
     number = found = 0
     while found < count:
         case = make_case(seed, number)
         number += 1
         table = b"".join(b"drive %s tmpfs rw 0 0\n" % escaped(point) for point in case.points)
-        if can_be_mounted(case.points) and apply_oracle.Outcome(case.contents, table, b"/x").start == "form":
+        fits = can_be_mounted(case.points) and can_be_shown(case.contents)
+        if fits and apply_oracle.Outcome(case.contents, table, b"/x").start == "form":
             found += 1
             yield Case(case.contents, table, case.points)
 
