@@ -343,6 +343,14 @@ class Broken(unittest.TestCase):
         self.assertEqual(report["values"]["global"]["cluster_name"], "Site A")
         self.assertIsNone(report["values"]["local"])
 
+    def test_messages_come_with_the_line_that_brought_them_about(self):
+        text = b"# one\n\nNodeID = 1\n" + b"x" * 5000 + b"\nRecordingStorage16 = \"/a\"\n\n[Camera 9]\n[Camera"
+        found = outcome(camera_system(), text + b"]\n[Camera 1-4]\n")
+        self.assertEqual([(m["text"], m["line"]) for m in found.report()["files"][1]["messages"]],
+                         [("Config: Invalid RecordingStorage number (16)", 5),
+                          ("Config: Specified Camera ID is incorrect (9) for Node 1", 7),
+                          ("Config: 'CaptureDevice' is not defined correctly for cameras 1-4", None)])
+
     def test_a_general_storage_of_512_characters_ends_the_program_before_its_form(self):
         for length, start in ((510, "form"), (511, "path-too-long"), (512, "path-too-long")):
             # The reader adds a slash.
