@@ -1,6 +1,7 @@
 #include "SaveCalls.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,7 +57,8 @@ bool IsDirectory(int descriptor) {
 
 extern "C" ssize_t write(int descriptor, const void* bytes, size_t count) {
     static const auto real = Real<ssize_t(int, const void*, size_t)>("write");
-    if (NoteAndFails("write")) {
+    const bool handedOn = g_watch.active && (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0;
+    if (NoteAndFails("write", handedOn ? "write to a file that is handed on" : "write")) {
         return errno == 0 ? 0 : -1;
     }
     const bool cut = g_watch.active && g_watch.byteByByte;

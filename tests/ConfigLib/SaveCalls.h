@@ -20,6 +20,7 @@ public:
     // Lets each write take one byte only.
     void WriteByteByByte();
 
-    // The calls so far; an fsync of a directory is "fsync directory".
+    // The calls so far; an fsync of a directory is "fsync directory", a write to a descriptor that programs would
+    // inherit is "write to a file that is handed on".
     const std::vector<std::string>& Names() const;
 };
