@@ -3,11 +3,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "LogFixture.h"
+#include "OsLayer.h"
 #include "support/Child.h"
 
 namespace {
@@ -81,21 +85,62 @@ private:
     rlimit m_before{};
 };
 
-// As on a full disk: the first line ends where the room ended, and no byte of it comes out later.
+constexpr int kLines = 12;
+constexpr std::size_t kLineLength =
+    600;  // bytes; all lines together are more than a stream's buffer, less than the ring
+
+// Twelve long lines, and whether a text has any byte of them.
+std::string LongLines() {
+    std::string lines;
+    for (int line = 0; line < kLines; ++line) {
+        lines += std::string(kLineLength, static_cast<char>('a' + line)) + "\n";
+    }
+    return lines;
+}
+
+void LogLongLines() {
+    for (int line = 0; line < kLines; ++line) {
+        Log(kPlain, "%s", std::string(kLineLength, static_cast<char>('a' + line)).c_str());
+    }
+}
+
+// As on a full disk: a line ends where the room ended, and no byte of the rest comes out later.
 TEST_F(LogTest, WhatAFullFileDoesNotTakeNeverComesOutLater) {
     EXPECT_TRUE(PassesInChild([this] {
         m_console.reset();
-        const std::size_t room = std::strlen(kBanner) + 10;  // bytes that either output takes
-        const std::string outputPath = m_root.File("output");
-        const int output = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        const FullPipe pipe;
+        const test_support::StdoutRedirect redirect(pipe.WritingEnd());
+        ASSERT_EQ(Open(), 1);
+        Log(kPlain, "first");  // the thread is held at the standard output, and the lines gather in the ring
+        LogLongLines();
+        {
+            const FileSizeLimit limit(std::strlen(kBanner) + std::strlen("first\n") + 1000);
+            pipe.Empty();
+            WaitUntilTaken();
+        }
+        Log(kPlain, "after");
+        WaitUntilTaken();
+        CloseLog();
+        pipe.Empty();
+        EXPECT_EQ(Present(), kBanner + ("first\n" + LongLines().substr(0, 1000)) + "after\n");
+    }));
+}
+
+TEST_F(LogTest, WhatAFullStandardOutputDoesNotTakeNeverComesOutLater) {
+    EXPECT_TRUE(PassesInChild([this] {
+        m_console.reset();
+        const std::string path = m_root.File("output");
+        const int output = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         {
             const test_support::StdoutRedirect redirect(output);
             ASSERT_EQ(Open(), 1);
+            const FullPipe pipe;
+            ASSERT_GE(dup2(pipe.WritingEnd(), fileno(g_hLogFile)), 0);
+            Log(kPlain, "first");  // the thread is held at the file
+            LogLongLines();
             {
-                const FileSizeLimit limit(room);
-                Log(kPlain, "the first line does not fit");
-                WaitUntilTaken();
-                Log(kPlain, "%s", std::string(50, 'x').c_str());
+                const FileSizeLimit limit(std::strlen("first\n") + 1000);
+                pipe.Empty();
                 WaitUntilTaken();
             }
             Log(kPlain, "after");
@@ -103,11 +148,53 @@ TEST_F(LogTest, WhatAFullFileDoesNotTakeNeverComesOutLater) {
             CloseLog();
         }
         close(output);
-        EXPECT_EQ(Present(), std::string(kBanner) + "the first after\n");
-        const std::string first = "the first line does not fit\n";
-        const std::string cut(room - first.size(), 'x');
-        EXPECT_EQ(test_support::ReadFile(outputPath), first + cut + "after\n");
+        EXPECT_EQ(test_support::ReadFile(path), "first\n" + LongLines().substr(0, 1000) + "after\n");
     }));
+}
+
+// Whether nobody holds the stream's lock.
+bool IsFree(std::FILE* stream) {
+    if (ftrylockfile(stream) != 0) {
+        return false;
+    }
+    funlockfile(stream);
+    return true;
+}
+
+// Ends the log thread while it writes as fast as it can, most of the time somewhere inside stdio.
+void EndBusyLogThread(std::uint64_t bytes) {
+    std::atomic<bool> goOn{true};
+    std::thread feeder([&goOn] {
+        while (goOn) {
+            Log(kPlain, "x");
+        }
+    });
+    while (g_ullLogBufRd < bytes) {
+        std::this_thread::yield();
+    }
+    OS_TerminateThread(g_hLogThread);
+    goOn = false;
+    feeder.join();
+}
+
+TEST_F(LogTest, AForcedEndLeavesNoStreamLocked) {
+    m_console.reset();
+    const int sink = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    test_support::StdoutRedirect redirect(sink);
+    constexpr int kRounds = 100;
+    for (int round = 0; round < kRounds && !HasFailure(); ++round) {
+        // In a child each: only CloseLog itself can let the outputs be used again after a forced end.
+        EXPECT_TRUE(PassesInChild([this, round] {
+            ASSERT_EQ(Open(), 1);
+            EndBusyLogThread(1000 + static_cast<std::uint64_t>(round) * 7);
+            EXPECT_TRUE(IsFree(g_hLogFile));
+            EXPECT_TRUE(IsFree(g_hLogConsole));
+            _exit(HasFailure() ? 1 : 0);
+        }));
+    }
+    redirect.End();
+    close(sink);
+    m_console.emplace();
 }
 
 }  // namespace
