@@ -1,10 +1,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <thread>
 
+#include "Faults.h"
 #include "LogFixture.h"
 #include "OsLayer.h"
 #include "support/Threads.h"
@@ -63,7 +65,7 @@ void WaitUntilAtStandardOutput() {
                 return;
             }
         }
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 
@@ -82,6 +84,7 @@ TEST_F(LogTest, ALineThatComesWhenTheThreadHasJustEmptiedTheRingIsWritten) {
 }
 
 TEST_F(LogTest, AThreadThatDoesNotEndWithin2000MillisecondsIsForcedDownAndTheTextInTheRingIsLost) {
+    LetCloseLogWait(false);
     m_console.reset();
     const FullPipe pipe;
     std::string meanwhile;
@@ -102,6 +105,7 @@ TEST_F(LogTest, AThreadThatDoesNotEndWithin2000MillisecondsIsForcedDownAndTheTex
     EXPECT_EQ(Present(), std::string(kBanner) + "first\n");
 
     // Nothing of the thread's stays locked: file, standard output and the log itself work on.
+    LetCloseLogWait(true);
     m_console.emplace();
     ASSERT_EQ(Open(), 1);
     Log(kPlain, "third");

@@ -21,6 +21,7 @@ std::atomic<std::time_t> g_now{0};
 std::atomic<bool> g_noEvents{false};
 std::function<void()> g_aheadOfSection;
 int g_deletedSections = 0;
+bool g_waitWithoutLimit = false;
 
 }  // namespace
 
@@ -66,6 +67,12 @@ void* OS_CreateAutoEvent(int signalled) {
     static const auto real =
         reinterpret_cast<decltype(&OS_CreateAutoEvent)>(dlsym(RTLD_NEXT, "_Z18OS_CreateAutoEventi"));
     return g_noEvents ? nullptr : real(signalled);
+}
+
+int OS_WaitForThreadToFinishWithTimeout(void* thread, unsigned int milliseconds) {
+    static const auto real = reinterpret_cast<decltype(&OS_WaitForThreadToFinishWithTimeout)>(
+        dlsym(RTLD_NEXT, "_Z35OS_WaitForThreadToFinishWithTimeoutPvj"));
+    return real(thread, g_waitWithoutLimit && milliseconds > 0 ? OS_INFINITE : milliseconds);
 }
 
 void OS_EnterGuardedCodeSection(pthread_mutex_t* section) {
@@ -122,4 +129,8 @@ std::size_t LatestRequest() {
 
 void SetClock(std::time_t now) {
     g_now = now;
+}
+
+void LetCloseLogWait(bool withoutLimit) {
+    g_waitWithoutLimit = withoutLimit;
 }

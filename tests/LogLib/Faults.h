@@ -49,3 +49,7 @@ std::size_t LatestRequest();
 
 // From now on time() gives `now`, on every thread.
 void SetClock(std::time_t now);
+
+// From now on CloseLog waits for the log thread without a limit, or with its own one: a thread that gets no processor
+// for two seconds ends by force, and the text in the ring is lost.
+void LetCloseLogWait(bool withoutLimit);

@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>  // for its object that flushes the streams at the end, which the program has too
@@ -62,14 +63,14 @@ int WaitForBlockedWrite() {
                 return static_cast<int>(call->argument);
             }
         }
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 
 // At the standard output, which comes after the file: the file has the text by then.
 bool WaitUntilAtStandardOutput(const std::string& logFile) {
     while (WaitForBlockedWrite() != STDOUT_FILENO) {
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return test_support::ReadFile(logFile).find("ERROR: ") != std::string::npos;
 }
@@ -87,7 +88,7 @@ void BlockTheFile() {
 
 void WaitUntilStuckAtFile() {
     while (WaitForBlockedWrite() == STDOUT_FILENO) {
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,20 +49,26 @@ LogTest::LogTest() : m_console(std::in_place), m_openFiles(OpenFiles()) {
     setenv("TZ", "UTC0", 1);
     tzset();
     SetClock(1772701431);  // 2026-03-05 09:03:51 UTC
+    LetCloseLogWait(true);
 }
 
 LogTest::~LogTest() {
     EXPECT_EQ(OpenFiles(), m_openFiles);
     SetClock(0);
+    LetCloseLogWait(false);
 }
 
 void LogTest::WaitUntilTaken() {
-    constexpr int kRoundsToALook = 1000;  // a look costs much, and some tests want to go on at once
-    for (int round = 1; g_ullLogBufRd != g_ullLogBufWr; ++round) {
-        if (round % kRoundsToALook == 0 && LogThreadIsIdle() && g_ullLogBufRd != g_ullLogBufWr) {
+    // At first without sleeping: some tests want to go on at once. Then the processor is left to the log thread.
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::microseconds(200);
+    while (g_ullLogBufRd != g_ullLogBufWr && std::chrono::steady_clock::now() < patience) {
+        std::this_thread::yield();
+    }
+    while (g_ullLogBufRd != g_ullLogBufWr) {
+        if (LogThreadIsIdle() && g_ullLogBufRd != g_ullLogBufWr) {
             throw std::runtime_error("the log thread leaves text in the ring");
         }
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
 }
 
