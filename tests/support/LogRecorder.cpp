@@ -26,6 +26,7 @@ __attribute__((format(printf, 2, 3))) void Record(LOG_LEVEL level, const char* f
 
     const std::lock_guard<std::mutex> hold(g_recordedLock);
     if (g_recorded.size() >= kMostMessages) {
+        g_recorded.clear();  // what the test's own end logs is no longer too many
         throw std::length_error("no end of messages: " + text);
     }
     g_recorded.push_back({level, std::move(text)});
