@@ -450,7 +450,7 @@ TEST_F(Start, BadNumberInTheOfflineListIsReportedForEverAndTheLogRotates) {
     Program::Options options;
     options.display = ServerFor(kFullHd).Name();
     Program program(options);
-    WaitUntil([this] { return machine_.Exists(place::kOldLog); }, "the rotation of the log");
+    program.Await([this] { return machine_.Exists(place::kOldLog); }, "the rotation of the log");
     EXPECT_TRUE(program.Running());
     EXPECT_EQ(program.Shim().frames.load(), 0U);
     program.Kill();

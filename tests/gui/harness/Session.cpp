@@ -23,6 +23,8 @@
 #include <thread>
 #include <tuple>
 
+#include "Patience.h"
+
 namespace gui {
 namespace {
 
@@ -156,18 +158,8 @@ int PassOver(Display*, XErrorEvent*) {
 
 }  // namespace
 
-void WaitUntil(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience) {
-    const auto end = std::chrono::steady_clock::now() + patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            throw std::runtime_error("waited in vain for " + what);
-        }
-        std::this_thread::sleep_for(kPoll);
-    }
-}
-
 Program::Program(const Options& options)
-    : patience_(options.under.empty() ? kPatience : kPatienceUnder), shim_(MakeControl()) {
+    : patience_(options.under.empty() ? kPatience : kPatienceUnder), server_(options.server), shim_(MakeControl()) {
     for (const std::string& path : {OutputPath(), ErrorPath()}) {
         unlink(path.c_str());
     }
@@ -203,9 +195,20 @@ bool Program::Running() {
     return false;
 }
 
+void Program::AwaitWithin(const std::function<bool()>& condition, const std::string& what) const {
+    constexpr int kPollsToALook = 100;  // a look at the time costs much
+    const OwnTime time({pid_, server_});
+    for (int polls = 1; !condition(); ++polls) {
+        if (polls % kPollsToALook == 0 && time.Passed() > patience_) {
+            throw std::runtime_error("waited in vain for " + what);
+        }
+        std::this_thread::sleep_for(kPoll);
+    }
+}
+
 void Program::Await(const std::function<bool()>& condition, const std::string& what) const {
     const std::uint64_t last = shim_->frames.load() + kFramesOfPatience;
-    WaitUntil(
+    AwaitWithin(
         [&] {
             const std::uint64_t drawn = shim_->frames.load();  // before the look at the condition
             if (condition()) {
@@ -217,12 +220,12 @@ void Program::Await(const std::function<bool()>& condition, const std::string& w
             }
             return false;
         },
-        what, patience_);
+        what);
 }
 
 void Program::Frames(std::uint64_t count) {
     const std::uint64_t goal = shim_->frames.load() + count;
-    WaitUntil([&] { return shim_->frames.load() >= goal || !Running(); }, "further frames", patience_);
+    AwaitWithin([&] { return shim_->frames.load() >= goal || !Running(); }, "further frames");
 }
 
 Ending Program::End() {
@@ -279,6 +282,7 @@ Session::Session(Machine&, const Options& options)
     XSync(server_.Connection(), False);
     Program::Options program;
     program.display = server_.Name();
+    program.server = server_.Id();
     program.root = options.root;
     program.under = options.under;
     program.arguments = options.arguments;

@@ -19,7 +19,7 @@
 
 namespace gui {
 
-// A bound that only a broken program reaches.
+// What a program may take for something when it is not kept waiting for a processor; see OwnTime.
 inline constexpr std::chrono::seconds kPatience{60};
 // The same under another program, a memory checker say, which runs it many times slower.
 inline constexpr std::chrono::seconds kPatienceUnder{240};
@@ -27,10 +27,6 @@ inline constexpr std::chrono::seconds kPatienceUnder{240};
 // So many frames without what is waited for are in vain: what comes at all comes within a few of them. On a loaded
 // machine frames take longer, and so does all else.
 inline constexpr std::uint64_t kFramesOfPatience = 100;
-
-// Returns once the condition holds. Throws with the text after the bound.
-void WaitUntil(const std::function<bool()>& condition, const std::string& what,
-               std::chrono::seconds patience = kPatience);
 
 struct Ending {
     bool normal = false;  // by exit or by return from main
@@ -43,6 +39,7 @@ class Program {
 public:
     struct Options {
         std::string display;             // empty: none
+        pid_t server = -1;               // the display's, where the program works with it for long
         bool root = true;                // otherwise an ordinary user
         bool unbuffered = false;         // whether what it prints outlives a memory fault
         std::vector<std::string> under;  // a program to run it under, with that one's arguments
@@ -59,8 +56,8 @@ public:
     Program& operator=(const Program&) = delete;
 
     bool Running();
-    // Waits for the condition: for as many frames as there is patience, or, while none is drawn, for as long as this
-    // run may need.
+    // Returns once the condition holds. Throws with the text after as many frames as there is patience, or, where no
+    // frame is drawn, when the program has had the time that it may take.
     void Await(const std::function<bool()>& condition, const std::string& what) const;
     // Waits until the program has drawn this many further frames, or has ended.
     void Frames(std::uint64_t count);
@@ -78,7 +75,10 @@ public:
     pid_t Id() const { return pid_; }
 
 private:
+    void AwaitWithin(const std::function<bool()>& condition, const std::string& what) const;
+
     std::chrono::seconds patience_;
+    pid_t server_;
     pid_t pid_ = -1;
     bool ended_ = false;
     Ending ending_;

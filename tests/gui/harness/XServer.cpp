@@ -16,20 +16,29 @@
 #include <vector>
 
 #include "Machine.h"
+#include "Patience.h"
 
 namespace gui {
 namespace {
 
-constexpr int kStartLimitMs = 30000;
+constexpr std::chrono::seconds kStartLimit{30};  // of its own time
+constexpr int kLookMs = 100;
 constexpr std::chrono::milliseconds kStopPoll{2};
 
 // The server writes its display's number and a line feed once it answers.
-std::string ReadNumber(int fd) {
+std::string ReadNumber(int fd, pid_t server) {
+    const OwnTime time({server});
     std::string text;
     pollfd waited{fd, POLLIN, 0};
     while (text.empty() || text.back() != '\n') {
         char byte = 0;
-        if (poll(&waited, 1, kStartLimitMs) <= 0 || read(fd, &byte, 1) != 1) {
+        if (poll(&waited, 1, kLookMs) == 0) {
+            if (time.Passed() > kStartLimit) {
+                return "";
+            }
+            continue;
+        }
+        if (read(fd, &byte, 1) != 1) {
             return "";
         }
         text += byte;
@@ -53,8 +62,8 @@ std::string Depth24(int width, int height) {
     const char* glx = screen.gl ? "+extension" : "-extension";
     const std::string second = Depth24(screen.secondWidth, screen.secondHeight);
     // A key held over a slow frame must not repeat: how often it would depends on the time.
-    std::vector<const char*> words = {"Xvfb", "-displayfd", number.c_str(), "-screen", "0", size.c_str(), "-nolisten",
-                                      "tcp",  "-noreset",   "-r",           glx,       "GLX"};
+    std::vector<const char*> words = {"Xvfb",      "-displayfd", number.c_str(), "-screen", "0", size.c_str(),
+                                      "-nolisten", "tcp",        "-noreset",     "-r",      glx, "GLX"};
     if (screen.secondWidth > 0) {
         words.insert(words.end(), {"-screen", "1", second.c_str()});
     }
@@ -85,7 +94,7 @@ XServer::XServer(Screen screen) : screen_(screen) {
         RunServer(screen, pipeEnds[1]);
     }
     close(pipeEnds[1]);
-    const std::string number = ReadNumber(pipeEnds[0]);
+    const std::string number = ReadNumber(pipeEnds[0], pid_);
     close(pipeEnds[0]);
     name_ = ":" + number;
     display_ = number.empty() ? nullptr : XOpenDisplay(name_.c_str());

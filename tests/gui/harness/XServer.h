@@ -35,6 +35,7 @@ public:
     XServer& operator=(const XServer&) = delete;
 
     const std::string& Name() const { return name_; }
+    pid_t Id() const { return pid_; }
     _XDisplay* Connection() const { return display_; }
     Screen Size() const { return screen_; }
 
