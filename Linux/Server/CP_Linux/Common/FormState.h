@@ -15,7 +15,7 @@ constexpr char AUTOSTART_ENTRY[] = "/etc/xdg/autostart/StartRecordingServer.desk
 // drives.
 struct DriveRecord {
     std::string label;         // row of the popup: the mount point and the free space
-    std::string path;          // the mount point exactly as the mount table gives it
+    std::string path;          // the mount point, byte for byte as in the mount table
     long long availableSpace;  // bytes when the list was built, -1 when that failed; nothing reads it
 };
 
