@@ -1,4 +1,8 @@
-// Prints what this Recorder owns according to its two configuration files, and what the readers said about them.
+// Prints what this Recorder owns according to its two configuration files, and what the readers said about them:
+//
+//   recorder_info [ROOT]
+//
+// ROOT stands in for /etc: the files are then those in ROOT/Orvan/Config/Server.
 
 #include <algorithm>
 #include <cstdarg>
@@ -8,9 +12,11 @@
 
 #include "ConfigLib.h"
 #include "Log.h"
+#include "OsLayer.h"
 
 namespace {
 
+std::string g_root = "/etc";
 std::vector<std::string> g_messages;
 
 // Stands in for the log: this client wants the messages themselves, in no file. Messages may be longer than the buffer
@@ -95,7 +101,20 @@ void PrintMessages() {
 
 }  // namespace
 
-int main() {
+// The definition in an executable takes precedence over the one in the shared OS_ library, so the readers look for
+// their files here.
+int OS_GetProgramDataPath(char* buffer, unsigned int size) {
+    if (g_root.size() >= size) {
+        return 0;
+    }
+    buffer[g_root.copy(buffer, size - 1)] = '\0';
+    return 1;
+}
+
+int main(int count, char** arguments) {
+    if (count > 1) {
+        g_root = arguments[1];
+    }
     Log = Collect;
     ConfigLib_Init(0);
     const int globalResult = ConfigLib_Load_Global();

@@ -130,6 +130,18 @@ expect_samples() {
     expect_sample "$1" clean 0
     expect_sample "$1" faulty 1
     expect_sample "$1" missing 2
+    expect_sample_elsewhere "$1" clean 0
+}
+
+# As expect_sample, with the files below a folder that the program is told.
+expect_sample_elsewhere() {
+    local status=0 root=$folder/elsewhere
+    rm -rf "$root"
+    mkdir -p "$root/Orvan/Config/Server"
+    cp "$here/sample/$2"/*.cfg "$root/Orvan/Config/Server/"
+    ASAN_OPTIONS=detect_leaks=0 "$1" "$root" >"$folder/out" || status=$?
+    cmp "$here/sample/$2/expected.txt" "$folder/out" || fail "sample $2 elsewhere: $(cat "$folder/out")"
+    [ "$status" -eq "$3" ] || fail "sample $2 elsewhere: the exit status is $status"
 }
 
 # $1: program, $2: sample, $3: exit status. The program finds the sample's files in the fixed folder, which is one of a
