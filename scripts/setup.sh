@@ -17,10 +17,11 @@ run_packages=(
     diffutils mount util-linux
 )
 # What the test suite needs beside that: clang for the fuzz drivers, valgrind for the memory checks, file for the
-# package, devscripts for its hardening-check, jsonschema and patch for what the checker prints.
+# package, devscripts for its hardening-check; jsonschema, patch, mandoc and strace for the checker.
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
-    clang libclang-rt-14-dev valgrind python3 python3-jsonschema patch file pkg-config devscripts mandoc strace
+    clang libclang-rt-14-dev valgrind python3 file pkg-config devscripts
+    python3-jsonschema patch mandoc strace
 )
 # The competitors of the benchmarks.
 bench_packages=(libinih-dev libglib2.0-dev libspdlog-dev libgtk-3-dev)
