@@ -166,12 +166,21 @@ void Put(Size size, unsigned version) {
     test_support::WriteFile(kLocal, LocalText(size, version));
 }
 
-void LoadAndChange(Size size, unsigned version) {
+bool Load() {
     if (g_DeviceTypeName == nullptr) {
         ConfigLib_Init(0);
     }
-    ConfigLib_Load_Global();
-    ConfigLib_Load_Local();
+    return ConfigLib_Load_Global() == CONFIG_LOAD_CLEAN && ConfigLib_Load_Local() == CONFIG_LOAD_CLEAN;
+}
+
+void LoadAndChange(Size size, unsigned version) {
+    if (!Load()) {
+        throw std::runtime_error("the files do not load");
+    }
+    Change(size, version);
+}
+
+void Change(Size size, unsigned version) {
     CONFIGURATION__GLOBAL& global = *ConfigFile_GetStructPtr_Global();
     CONFIGURATION__LOCAL& local = *ConfigFile_GetStructPtr_Local();
     Copy(global.szClusterName, Name(version));

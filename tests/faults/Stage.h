@@ -45,7 +45,13 @@ std::string LocalText(Size size, unsigned version);
 // Puts both files of a version in the folder, without the code under test.
 void Put(Size size, unsigned version);
 
-// Loads both files and makes the records those of a version: what the form edits changes, everything else is carried.
+// Loads both files. False unless both are clean.
+bool Load();
+
+// Makes the loaded records those of a version: what the form edits changes, everything else is carried.
+void Change(Size size, unsigned version);
+
+// Both in one. Throws std::runtime_error when the files do not load.
 void LoadAndChange(Size size, unsigned version);
 
 // What a save in a child process tells, in memory that both see: telling costs no system call.
