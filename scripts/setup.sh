@@ -17,11 +17,13 @@ run_packages=(
     diffutils mount util-linux
 )
 # What the test suite needs beside that: clang for the fuzz drivers, valgrind for the memory checks, file for the
-# package, devscripts for its hardening-check; jsonschema, patch, mandoc and strace for the checker.
+# package, devscripts for its hardening-check; jsonschema, patch, mandoc and strace for the checker; libfuse and the
+# makers of file systems for the power cuts.
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev valgrind python3 file pkg-config devscripts
     python3-jsonschema patch mandoc strace
+    libfuse3-dev e2fsprogs xfsprogs btrfs-progs
 )
 # The competitors of the benchmarks.
 bench_packages=(libinih-dev libglib2.0-dev libspdlog-dev libgtk-3-dev)

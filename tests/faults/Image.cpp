@@ -84,10 +84,24 @@ void WriteBlocks(int fd, const char* bytes, std::size_t size, off_t offset) {
     }
 }
 
+bool HasLoopDevices() {
+    const std::string path = "/run/loop-probe";
+    try {
+        {
+            const File file(path, O_RDWR | O_CREAT);
+            (void)ftruncate(file.Fd(), static_cast<off_t>(kPiece));
+        }
+        const LoopDevice device(path);
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 bool CanMount(const std::string& type, std::string& missing) {
-    if (access("/dev/loop-control", R_OK | W_OK) != 0) {
+    if (!HasLoopDevices()) {
         missing = "loop devices";
     } else if (!KernelHas(type) && RunQuietly({"modprobe", type}) != 0) {
         missing = type + " in this kernel";

@@ -122,14 +122,6 @@ Record ReadRecord(const std::string& path) {
     return record;
 }
 
-bool CanServe() {
-    const int fd = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (fd >= 0) {
-        close(fd);
-    }
-    return fd >= 0;
-}
-
 RecordedDisk::RecordedDisk(const std::string& image, const std::string& record, const std::string& folder)
     : m_folder(folder) {
     std::filesystem::create_directories(folder);
@@ -148,6 +140,7 @@ RecordedDisk::RecordedDisk(const std::string& image, const std::string& record, 
     const bool mounted = m_server > 0 && read(ready[0], &byte, 1) == 1;
     close(ready[0]);
     if (!mounted) {
+        waitpid(m_server, nullptr, 0);
         throw std::runtime_error("the disk's server did not start");
     }
 }
@@ -155,6 +148,16 @@ RecordedDisk::RecordedDisk(const std::string& image, const std::string& record, 
 RecordedDisk::~RecordedDisk() {
     umount2(m_folder.c_str(), MNT_DETACH);
     waitpid(m_server, nullptr, 0);
+}
+
+bool CanServe(const std::string& image, const std::string& folder) {
+    try {
+        test_support::WriteFile(image, "small");
+        const RecordedDisk disk(image, image + ".record", folder);
+        return test_support::ReadFile(disk.File()) == "small";
+    } catch (const std::runtime_error&) {
+        return false;
+    }
 }
 
 }  // namespace faults

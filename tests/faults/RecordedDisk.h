@@ -55,9 +55,6 @@ struct Record {
 };
 Record ReadRecord(const std::string& path);
 
-// Whether this machine can serve a disk: /dev/fuse is there and may be used.
-bool CanServe();
-
 // Serves an image as the one file of a folder, by a process of its own: were it a thread, a process that is killed
 // while it waits for the disk could never end.
 class RecordedDisk {
@@ -74,5 +71,8 @@ private:
     std::string m_folder;
     pid_t m_server = -1;
 };
+
+// Whether this machine can serve a disk at all; tried with a small image and in the folder.
+bool CanServe(const std::string& image, const std::string& folder);
 
 }  // namespace faults

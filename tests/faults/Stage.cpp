@@ -23,6 +23,7 @@
 namespace faults {
 namespace {
 
+const std::string kTemporary[] = {kGlobal + ".temp", kLocal + ".tmp"};
 constexpr unsigned kPatience = 120;  // seconds; a bound that only a save that hangs reaches
 
 void Check(bool done, const std::string& what) {
@@ -159,9 +160,19 @@ std::string LocalText(Size size, unsigned version) {
            "CameraModel = \"model\", \"model settings\"\n\n";
 }
 
+void RemoveTemporaryFiles() {
+    for (const std::string& temporary : kTemporary) {
+        std::filesystem::remove(temporary);
+    }
+}
+
 void Put(Size size, unsigned version) {
-    std::filesystem::remove(kGlobal + ".temp");
-    std::filesystem::remove(kLocal + ".tmp");
+    RemoveTemporaryFiles();
+    if (size == Size::Large) {
+        for (const std::string& temporary : kTemporary) {
+            test_support::WriteFile(temporary, "left by a save that failed");
+        }
+    }
     test_support::WriteFile(kGlobal, GlobalText(size, version));
     test_support::WriteFile(kLocal, LocalText(size, version));
 }

@@ -42,8 +42,10 @@ enum class Size { Small, Large };
 std::string GlobalText(Size size, unsigned version);
 std::string LocalText(Size size, unsigned version);
 
-// Puts both files of a version in the folder, without the code under test.
+// Puts both files of a version in the folder, without the code under test. Beside large ones lie temporary files that
+// an earlier save left, beside small ones none.
 void Put(Size size, unsigned version);
+void RemoveTemporaryFiles();
 
 // Loads both files. False unless both are clean.
 bool Load();

@@ -140,7 +140,7 @@ bool KillAfter(Machine& machine, std::chrono::nanoseconds moment) {
 }
 
 TEST(ApplyKill, DuringTheSavesLeavesEachFileOldOrNew) {
-    constexpr long kLongest = 400'000;  // nanoseconds; about what the saves take
+    constexpr long kLongest = 200'000;  // nanoseconds; about what the saves take
     Figures figures("kill -9 of the program during Apply");
     Machine machine;
     machine.Drives({kDrive});

@@ -140,6 +140,11 @@ Judgement JudgeRestart(const FileSystem& system, Size size, Bounds global, Bound
     return judgement;
 }
 
+bool HasFlushes(const Record& record) {
+    return std::any_of(record.entries.begin(), record.entries.end(),
+                       [](const RecordedEntry& entry) { return entry.head.kind == Entry::Flush; });
+}
+
 std::vector<std::size_t> RandomPlaces(const Record& record, int count, std::mt19937_64& random) {
     const std::size_t first = FirstPlace(record);
     std::vector<std::size_t> places;
@@ -152,7 +157,7 @@ std::vector<std::size_t> RandomPlaces(const Record& record, int count, std::mt19
 
 std::string MissingFor(const FileSystem& system) {
     std::string missing;
-    if (!CanServe()) {
+    if (!CanServe(kServed, kDisk)) {
         missing = "/dev/fuse";
     } else {
         CanMount(system.type, missing);
@@ -173,6 +178,7 @@ TEST_P(PowerCut, LeavesEachFileAsOneOfThoseSavedAndNeverBehindTheLastSave) {
     }
     RecordSaves(system, size);
     const Record record = ReadRecord(kRecord);
+    ASSERT_TRUE(HasFlushes(record)) << "the disk never sees what is asked of it";
     const auto seed = std::random_device{}();
     std::mt19937_64 random(seed);
     Rebuilder rebuilder(record, kFresh);

@@ -66,6 +66,7 @@ void SaveWithEveryNumberLeft(Size size, Figures& figures, Leave leave) {
     for (unsigned left = 0; enough < 3; ++left) {
         const DiskType disk;
         Put(size, 1);
+        RemoveTemporaryFiles();  // the room that they take would be left too
         leave(kFolder, left);
         int saved = 0;
         const std::string loss = LossOfSave(size, saved);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,18 @@ TEST_P(SaveKill, AtEntryOrExitOfAnySystemCallLeavesEachFileOldOrNew) {
     EXPECT_GT(stops, 10);
 }
 
+// Returns when the child is about to save. Throws when it has ended instead.
+void AwaitStart(pid_t child, const Results& results) {
+    while (results.started == 0) {
+        siginfo_t ended{};
+        waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
+        if (ended.si_pid == child && results.started == 0) {
+            throw std::runtime_error("the process ended before its save");
+        }
+        sched_yield();
+    }
+}
+
 // Nanoseconds that a save of both files takes, at least half of the time.
 std::chrono::nanoseconds TimeOfASave(Size size) {
     std::vector<std::chrono::nanoseconds> times;
@@ -69,8 +82,7 @@ std::chrono::nanoseconds TimeOfASave(Size size) {
             LoadAndChange(size, 2);
             SaveBoth(*results);
         });
-        while (results->started == 0) {
-        }
+        AwaitStart(child, *results);
         const auto begin = Clock::now();
         while (results->ended == 0) {
         }
@@ -88,9 +100,7 @@ bool KillAfter(std::chrono::nanoseconds moment, Size size, unsigned version, Sha
         LoadAndChange(size, version);
         SaveBoth(*results);
     });
-    while (results->started == 0) {
-        sched_yield();
-    }
+    AwaitStart(child, *results);
     const auto begin = Clock::now();
     while (Clock::now() - begin < moment) {
     }
@@ -103,7 +113,7 @@ bool KillAfter(std::chrono::nanoseconds moment, Size size, unsigned version, Sha
 TEST_P(SaveKill, AtRandomMomentsLeavesEachFileOldOrNew) {
     Figures figures("kill -9 at random moments");
     const Size size = GetParam();
-    const int wanted = RunsFor("VESMARA_FAULT_KILLS", 400) / 2;  // the other half belongs to the other size
+    const int wanted = RunsFor("VESMARA_FAULT_KILLS", 300) / 2;  // the other half belongs to the other size
     std::mt19937_64 random(std::random_device{}());
     const auto longest = TimeOfASave(size).count();
     SharedResults results;
