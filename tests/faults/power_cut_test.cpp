@@ -2,11 +2,10 @@
 // byte by byte, and never an older one than the last save that had returned true.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -19,6 +18,7 @@
 #include "faults/PowerCut.h"
 #include "faults/RecordedDisk.h"
 #include "faults/Stage.h"
+#include "faults/Tracer.h"
 #include "support/Files.h"
 
 namespace faults {
@@ -59,19 +59,34 @@ void SyncFolder() {
     close(fd);
 }
 
-// Another program on the same disk that keeps a file of its own safe. Its syncs put the file system's records on the
-// disk at moments that no save knows of.
-[[noreturn]] void BeANeighbour() {
-    const int fd = open((kFolder + "/neighbour").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    for (char byte = 0;; ++byte) {
-        if (pwrite(fd, &byte, 1, 0) != 1 || fsync(fd) != 0) {
-            _exit(1);
-        }
+// Another program on the same disk that keeps a file of its own safe. Its syncs bring the file system's records to the
+// disk between the calls of a save, at moments that no save knows of.
+class Neighbour {
+public:
+    Neighbour() : m_fd(open((kFolder + "/neighbour").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {}
+    ~Neighbour() { close(m_fd); }
+    Neighbour(const Neighbour&) = delete;
+    Neighbour& operator=(const Neighbour&) = delete;
+
+    void Sync() {
+        ++m_byte;
+        EXPECT_EQ(pwrite(m_fd, &m_byte, 1, 0), 1);
+        EXPECT_EQ(fsync(m_fd), 0);
     }
+
+private:
+    int m_fd;
+    unsigned char m_byte = 0;
+};
+
+// Calls that change what is in the folder or on the disk.
+bool ChangesTheDisk(long number) {
+    constexpr long kCalls[] = {SYS_openat, SYS_unlink, SYS_write,    SYS_fdatasync,
+                               SYS_fsync,  SYS_rename, SYS_renameat, SYS_close};
+    return std::find(std::begin(kCalls), std::end(kCalls), number) != std::end(kCalls);
 }
 
-void SaveVersion(Size size, unsigned version, const RecordWriter& marks) {
-    LoadAndChange(size, version);
+void SaveVersion(unsigned version, const RecordWriter& marks) {
     marks.Append(Entry::GlobalBegun, version);
     if (ConfigLib_Save_Global(ConfigFile_GetStructPtr_Global())) {
         marks.Append(Entry::GlobalDone, version);
@@ -82,8 +97,21 @@ void SaveVersion(Size size, unsigned version, const RecordWriter& marks) {
     }
 }
 
+// Saves a version step by step; after about every second step the neighbour syncs.
+void SaveBesideNeighbour(Size size, unsigned version, const RecordWriter& marks, std::mt19937_64& random) {
+    Neighbour neighbour;
+    Tracer tracer([&] { LoadAndChange(size, version); }, [&] { SaveVersion(version, marks); });
+    CallStop stop;
+    while (tracer.Next(stop)) {
+        if (!stop.entry && ChangesTheDisk(stop.number) && random() % 2 == 0) {
+            neighbour.Sync();
+        }
+    }
+    EXPECT_EQ(tracer.Finish(), 0);
+}
+
 // Saves all versions on a recorded disk. The fresh image stays.
-void RecordSaves(const FileSystem& system, Size size) {
+void RecordSaves(const FileSystem& system, Size size, std::mt19937_64& random) {
     MakeImage(kFresh, system.type, system.bytes, system.making);
     CopySparse(kFresh, kServed);
     const RecordedDisk disk(kServed, kRecord, kDisk);
@@ -93,15 +121,12 @@ void RecordSaves(const FileSystem& system, Size size) {
     Put(size, 0);
     SyncFolder();
     marks.Append(Entry::Start, 0);
-    const pid_t neighbour = StartChild(BeANeighbour);
     for (unsigned version = 1; version <= kSaves; ++version) {
-        EXPECT_EQ(RunChild([&] { SaveVersion(size, version, marks); }), 0);
+        SaveBesideNeighbour(size, version, marks, random);
         if (version % 4 == 0) {
             SyncFolder();
         }
     }
-    kill(neighbour, SIGKILL);
-    waitpid(neighbour, nullptr, 0);
     EXPECT_TRUE(mounted.Leave());
 }
 
@@ -176,11 +201,11 @@ TEST_P(PowerCut, LeavesEachFileAsOneOfThoseSavedAndNeverBehindTheLastSave) {
                     missing.c_str());
         return;
     }
-    RecordSaves(system, size);
-    const Record record = ReadRecord(kRecord);
-    ASSERT_TRUE(HasFlushes(record)) << "the disk never sees what is asked of it";
     const auto seed = std::random_device{}();
     std::mt19937_64 random(seed);
+    RecordSaves(system, size, random);
+    const Record record = ReadRecord(kRecord);
+    ASSERT_TRUE(HasFlushes(record)) << "the disk never sees what is asked of it";
     Rebuilder rebuilder(record, kFresh);
     Figures figures(std::string("power cut, ") + system.title);
     int torn = 0;
