@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -98,7 +100,7 @@ void SaveVersion(unsigned version, const RecordWriter& marks) {
 }
 
 // Saves a version step by step; after about every second step the neighbour syncs.
-void SaveBesideNeighbour(Size size, unsigned version, const RecordWriter& marks, std::mt19937_64& random) {
+void SaveStepByStep(Size size, unsigned version, const RecordWriter& marks, std::mt19937_64& random) {
     Neighbour neighbour;
     Tracer tracer([&] { LoadAndChange(size, version); }, [&] { SaveVersion(version, marks); });
     CallStop stop;
@@ -108,6 +110,22 @@ void SaveBesideNeighbour(Size size, unsigned version, const RecordWriter& marks,
         }
     }
     EXPECT_EQ(tracer.Finish(), 0);
+}
+
+// Saves a version while the neighbour syncs all the time: its syncs fall into the calls too.
+void SaveAtOnce(Size size, unsigned version, const RecordWriter& marks) {
+    const pid_t neighbour = StartChild([] {
+        for (Neighbour busy;;) {
+            busy.Sync();
+        }
+    });
+    EXPECT_EQ(RunChild([&] {
+                  LoadAndChange(size, version);
+                  SaveVersion(version, marks);
+              }),
+              0);
+    kill(neighbour, SIGKILL);
+    waitpid(neighbour, nullptr, 0);
 }
 
 // Saves all versions on a recorded disk. The fresh image stays.
@@ -122,7 +140,11 @@ void RecordSaves(const FileSystem& system, Size size, std::mt19937_64& random) {
     SyncFolder();
     marks.Append(Entry::Start, 0);
     for (unsigned version = 1; version <= kSaves; ++version) {
-        SaveBesideNeighbour(size, version, marks, random);
+        if (version % 2 == 0) {
+            SaveAtOnce(size, version, marks);
+        } else {
+            SaveStepByStep(size, version, marks, random);
+        }
         if (version % 4 == 0) {
             SyncFolder();
         }
