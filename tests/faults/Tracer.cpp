@@ -53,6 +53,8 @@ Tracer::Tracer(const std::function<void()>& prepare, const std::function<void()>
           // A plain call: with raise() calls of the library's own would come before those of the function.
           syscall(SYS_kill, getpid(), SIGSTOP);
           function();
+          // Likewise: in front of _exit() a sanitizer puts calls of its own.
+          syscall(SYS_exit_group, 0);
       })),
       m_ownChild(true) {
     WaitForIt();
