@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -202,10 +203,12 @@ void Change(Size size, unsigned version) {
 }
 
 void SaveBoth(Results& results) {
+    const auto begin = std::chrono::steady_clock::now();
     results.started = 1;
     results.global = ConfigLib_Save_Global(ConfigFile_GetStructPtr_Global()) ? 1 : 0;
     results.local = ConfigLib_Save_Local(ConfigFile_GetStructPtr_Local()) ? 1 : 0;
     results.ended = 1;
+    results.nanoseconds = std::chrono::nanoseconds(std::chrono::steady_clock::now() - begin).count();
 }
 
 SharedResults::SharedResults() : m_results(nullptr) {

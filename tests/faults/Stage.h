@@ -63,6 +63,7 @@ struct Results {
     std::atomic<int> global{kUnknown};  // then 0 or 1
     std::atomic<int> local{kUnknown};
     std::atomic<int> ended{0};
+    std::atomic<long> nanoseconds{0};  // that both saves took
 };
 
 // Saves both records, as "Apply" does.

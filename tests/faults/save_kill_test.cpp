@@ -1,11 +1,9 @@
 // A save that is killed, wherever it stands: each file is wholly old or wholly new, and the next save succeeds.
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
+#include <ctime>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -17,8 +15,6 @@
 
 namespace faults {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 std::string LossAfterKill(Size size, unsigned version, const Results& results) {
     const std::string loss = LossOf(size, version - 1, version, results);
@@ -58,72 +54,61 @@ TEST_P(SaveKill, AtEntryOrExitOfAnySystemCallLeavesEachFileOldOrNew) {
     EXPECT_GT(stops, 10);
 }
 
-// Returns when the child is about to save. Throws when it has ended instead.
-void AwaitStart(pid_t child, const Results& results) {
-    while (results.started == 0) {
-        siginfo_t ended{};
-        waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
-        if (ended.si_pid == child && results.started == 0) {
-            throw std::runtime_error("the process ended before its save");
-        }
-        sched_yield();
-    }
-}
-
 // Nanoseconds that a save of both files takes, at least half of the time.
-std::chrono::nanoseconds TimeOfASave(Size size) {
-    std::vector<std::chrono::nanoseconds> times;
+long TimeOfASave(Size size) {
+    std::vector<long> times;
     const SharedResults results;
     for (int i = 0; i < 15; ++i) {
-        results->started = 0;
-        results->ended = 0;
         Put(size, 1);
-        const pid_t child = StartChild([&] {
+        RunChild([&] {
             LoadAndChange(size, 2);
             SaveBoth(*results);
         });
-        AwaitStart(child, *results);
-        const auto begin = Clock::now();
-        while (results->ended == 0) {
-        }
-        times.push_back(Clock::now() - begin);
-        waitpid(child, nullptr, 0);
+        times.push_back(results->nanoseconds);
     }
     std::nth_element(times.begin(), times.begin() + 7, times.end());
     return times[7];
 }
 
+// From now on the process has this long to live. The kernel kills it: another process would come late on a busy
+// machine.
+void DieAfter(long nanoseconds) {
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGKILL;
+    timer_t timer{};
+    itimerspec moment{};
+    moment.it_value.tv_sec = nanoseconds / 1'000'000'000;
+    moment.it_value.tv_nsec = nanoseconds % 1'000'000'000;
+    if (timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 || timer_settime(timer, 0, &moment, nullptr) != 0) {
+        throw std::runtime_error("no timer");
+    }
+}
+
 // False when the save ended before the moment.
-bool KillAfter(std::chrono::nanoseconds moment, Size size, unsigned version, SharedResults& results) {
+bool KillAfter(long nanoseconds, Size size, unsigned version, SharedResults& results) {
     results.Clear();
-    const pid_t child = StartChild([&] {
+    RunChild([&] {
         LoadAndChange(size, version);
+        DieAfter(nanoseconds);
         SaveBoth(*results);
     });
-    AwaitStart(child, *results);
-    const auto begin = Clock::now();
-    while (Clock::now() - begin < moment) {
-    }
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
     return results->ended == 0;
 }
 
 TEST_P(SaveKill, AtRandomMomentsLeavesEachFileOldOrNew) {
     Figures figures("kill -9 at random moments");
     const Size size = GetParam();
-    const int wanted = RunsFor("VESMARA_FAULT_KILLS", 300) / 2;  // the other half belongs to the other size
+    const int wanted = RunsFor("VESMARA_FAULT_KILLS", 1000) / 2;  // the other half belongs to the other size
     std::mt19937_64 random(std::random_device{}());
-    const auto longest = TimeOfASave(size).count();
+    std::uniform_int_distribution<long> moments(1, TimeOfASave(size));
     SharedResults results;
     Put(size, 1);
     unsigned version = 1;
     // What ends before its moment has not been killed and does not count.
     for (int tries = 0; figures.Runs() < wanted && tries < 20 * wanted; ++tries) {
         ++version;
-        const std::chrono::nanoseconds moment(static_cast<long>(random() % static_cast<unsigned long>(longest)));
-        if (KillAfter(moment, size, version, results)) {
+        if (KillAfter(moments(random), size, version, results)) {
             figures.Run(LossAfterKill(size, version, *results));
         } else {
             EXPECT_EQ(LossOf(size, version, version, *results), "");
