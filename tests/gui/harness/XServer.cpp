@@ -109,7 +109,18 @@ XServer::~XServer() {
     if (display_ != nullptr) {
         XCloseDisplay(display_);
     }
-    Stop();
+    if (pid_ >= 0) {
+        Stop();
+    }
+}
+
+// Its socket and lock stay behind, and are gone with the private root.
+void XServer::Crash() {
+    XCloseDisplay(display_);
+    display_ = nullptr;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
 }
 
 // Ended politely, the server takes its socket and lock away. It loses a signal that arrives just before it waits for

@@ -39,6 +39,9 @@ public:
     _XDisplay* Connection() const { return display_; }
     Screen Size() const { return screen_; }
 
+    // Ends the server from one moment to the next, as a crash does. There is no connection of ours afterwards.
+    void Crash();
+
 private:
     void Stop();
 
