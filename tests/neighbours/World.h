@@ -58,8 +58,9 @@ struct Entry {
     uid_t owner = 0;
     ino_t inode = 0;
     nlink_t links = 0;
+    off_t size = 0;         // bytes; 0 of a folder
     long long changed = 0;  // nanoseconds
-    std::string content;    // bytes of a regular file, target of a link
+    std::string content;    // the last bytes of a regular file, target of a link
 
     bool operator==(const Entry& other) const;
     std::string Describe() const;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -260,7 +261,8 @@ void CheckLog(Case& example, const std::string& target) {
 }
 
 void PrepareLongLog(uid_t caller) {
-    World::Write(kLog, std::string(static_cast<std::size_t>(kLogLimit), 'x'), caller);
+    World::Write(kLog, "", caller);
+    std::filesystem::resize_file(kLog, static_cast<std::uintmax_t>(kLogLimit));
 }
 
 void CheckRotation(Case& example, const std::string& target) {
