@@ -21,6 +21,23 @@ constexpr mode_t kNewFileMode = 0666;  // less the umask, as fopen makes files
 constexpr int kRounds = 100;
 constexpr int kMostLinks = 40;  // in a chain, as the kernel has it
 
+// open, gone on with after an interruption.
+int Open(const char* path, int flags, mode_t mode = 0) {
+    int descriptor = -1;
+    do {
+        descriptor = open(path, flags, mode);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+bool Cut(int descriptor) {
+    int result = -1;
+    do {
+        result = ftruncate(descriptor, 0);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 int FailWith(int error) {
     errno = error;
     return -1;
@@ -36,7 +53,7 @@ int CloseAndFailWith(int descriptor, int error) {
 // Finds out what a path leads to without opening that: opening alone can rewind a tape or start a watchdog. The
 // descriptor holds the thing, which nobody can exchange any more, but cannot read it.
 int Hold(const char* path, struct stat& status) {
-    const int held = open(path, O_PATH | O_CLOEXEC);
+    const int held = Open(path, O_PATH | O_CLOEXEC);
     return held < 0 || fstat(held, &status) == 0 ? held : CloseAndFailWith(held, errno);
 }
 
@@ -44,8 +61,8 @@ int Hold(const char* path, struct stat& status) {
 int OpenHeld(int held, const char* path) {
     char own[32];
     std::snprintf(own, sizeof own, "/proc/self/fd/%d", held);
-    const int descriptor = open(own, O_RDONLY | kNeverWait);
-    return descriptor < 0 && errno == ENOENT ? open(path, O_RDONLY | kNeverWait) : descriptor;
+    const int descriptor = Open(own, O_RDONLY | kNeverWait);
+    return descriptor < 0 && errno == ENOENT ? Open(path, O_RDONLY | kNeverWait) : descriptor;
 }
 
 bool CanBeRead(const struct stat& status) {
@@ -84,12 +101,12 @@ int OpenToRead(const char* path) {
 namespace {
 
 int MakeFile(const char* path) {
-    return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kNeverWait, kNewFileMode);
+    return Open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kNeverWait, kNewFileMode);
 }
 
 // Opens what could not be removed if it is the caller's own file and has no second name.
 int OpenOwnFile(const char* path, int removalError) {
-    const int descriptor = open(path, O_WRONLY | O_NOFOLLOW | kNeverWait);
+    const int descriptor = Open(path, O_WRONLY | O_NOFOLLOW | kNeverWait);
     if (descriptor < 0) {
         // A link and a FIFO fail only because they are not followed and not waited for.
         return FailWith(errno == ELOOP || errno == ENXIO ? removalError : errno);
@@ -101,7 +118,7 @@ int OpenOwnFile(const char* path, int removalError) {
     if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1) {
         return CloseAndFailWith(descriptor, removalError);
     }
-    if (ftruncate(descriptor, 0) != 0) {
+    if (!Cut(descriptor)) {
         return CloseAndFailWith(descriptor, errno);
     }
     return descriptor;
@@ -136,11 +153,11 @@ struct InPlace {
 int OpenOrMake(const char* path, const InPlace& rule) {
     const int flags = rule.flags | O_NOFOLLOW | kNeverWait;
     for (int round = 0; round < kRounds; ++round) {
-        int descriptor = open(path, flags);
+        int descriptor = Open(path, flags);
         if (descriptor >= 0 || errno != ENOENT || !rule.make) {
             return descriptor;
         }
-        descriptor = open(path, flags | O_CREAT | O_EXCL, kNewFileMode);
+        descriptor = Open(path, flags | O_CREAT | O_EXCL, kNewFileMode);
         if (descriptor >= 0 || errno != EEXIST) {
             return descriptor;
         }
@@ -165,7 +182,7 @@ bool CopyPath(Path& path, const char* folder, std::size_t folderLength, const ch
 // Reads where a symbolic link leads if it is root's or the caller's, and its only name. It is read by the descriptor of
 // the link itself: nobody can exchange it between the check and the reading. False with errno set.
 bool ReadTrustedLink(const Path& path, Path& target) {
-    const int descriptor = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    const int descriptor = Open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
         return false;
     }
@@ -250,8 +267,8 @@ int OpenToWriteInPlace(const char* path, const InPlace& rule, OldBytes oldBytes)
     if (descriptor < 0) {
         return -1;
     }
-    const bool ready = S_ISREG(status.st_mode) ? oldBytes == OldBytes::Keep || ftruncate(descriptor, 0) == 0
-                                               : LetWritesWait(descriptor);
+    const bool ready =
+        S_ISREG(status.st_mode) ? oldBytes == OldBytes::Keep || Cut(descriptor) : LetWritesWait(descriptor);
     return ready ? descriptor : CloseAndFailWith(descriptor, errno);
 }
 
