@@ -51,16 +51,28 @@ __attribute__((format(printf, 2, 3))) void Collect(LOG_LEVEL /*level*/, const ch
     g_caught.push_back({std::move(text), format, position, 1});
 }
 
-// The line that ends at the position, or the one that is cut there.
-std::size_t LineAt(const std::string& content, long long position) {
-    if (position <= 0) {
-        return 0;
+// Numbers of lines for positions that only grow, as those of a load do.
+class LineCounter {
+public:
+    explicit LineCounter(const std::string& content) : m_content(content) {}
+
+    // The line that ends at the position, or the one that is cut there; 0 for no position.
+    std::size_t LineAt(long long position) {
+        if (position <= 0) {
+            return 0;
+        }
+        const std::size_t end = std::min(m_content.size(), static_cast<std::size_t>(position) - 1);
+        for (; m_at < end; ++m_at) {
+            m_line += m_content[m_at] == '\n' ? 1 : 0;
+        }
+        return m_line;
     }
-    const std::size_t before = std::min(content.size(), static_cast<std::size_t>(position) - 1);
-    return static_cast<std::size_t>(
-               std::count(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(before), '\n')) +
-           1;
-}
+
+private:
+    const std::string& m_content;
+    std::size_t m_at = 0;
+    std::size_t m_line = 1;
+};
 
 void ReplaceAll(std::string& text, const std::string& what, const std::string& with) {
     for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size())) {
@@ -71,9 +83,10 @@ void ReplaceAll(std::string& text, const std::string& what, const std::string& w
 // A finding for each message that was caught, and for each of its repetitions that came to an end.
 void TakeMessages(const LoadedFiles& files, int file, bool ended, FileReport& report) {
     const std::string path = files.shown + FILE_NAMES[file] + files.state;
+    LineCounter lines(*files.contents[file]);
     for (Caught& caught : g_caught) {
         ReplaceAll(caught.text, files.folder + "/", files.shown);
-        Finding finding{caught.text, "", LineAt(*files.contents[file], caught.position)};
+        Finding finding{caught.text, "", lines.LineAt(caught.position)};
         finding.explanation = PlaceOf(path, finding.line) + ExplanationOf(caught.format);
         report.messages.insert(report.messages.end(), ended ? caught.times : 1, finding);
     }

@@ -86,9 +86,8 @@ struct Report {
     std::vector<Finding> findings;  // of the checker itself
     std::string diffs;              // only where asked for
 
-    std::size_t Count() const {
-        return files[FILE_GLOBAL].messages.size() + files[FILE_LOCAL].messages.size() + findings.size();
-    }
+    // Messages and findings.
+    std::size_t Count() const;
     Verdict GetVerdict() const;
 };
 

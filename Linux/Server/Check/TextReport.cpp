@@ -32,14 +32,3 @@ std::string LastLineOf(const Report& report) {
     }
     return line + "\n";
 }
-
-Verdict Report::GetVerdict() const {
-    bool broken = start != Start::Form;
-    for (const FileReport& file : files) {
-        broken = broken || file.load.value_or(0) == 0;
-    }
-    if (broken) {
-        return Verdict::Broken;
-    }
-    return Count() > 0 ? Verdict::Notice : Verdict::Clean;
-}
