@@ -19,6 +19,7 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
@@ -196,10 +197,13 @@ bool Program::Running() {
 }
 
 void Program::AwaitWithin(const std::function<bool()>& condition, const std::string& what) const {
-    constexpr int kPollsToALook = 100;  // a look at the time costs much
-    const OwnTime time({pid_, server_});
-    for (int polls = 1; !condition(); ++polls) {
-        if (polls % kPollsToALook == 0 && time.Passed() > patience_) {
+    constexpr int kPollsToALook = 100;  // a look at the time costs much, and most conditions come soon
+    std::optional<OwnTime> time;
+    for (int polls = 0; !condition(); ++polls) {
+        if (polls == kPollsToALook) {
+            time.emplace(std::vector<pid_t>{pid_, server_});
+        }
+        if (polls > kPollsToALook && polls % kPollsToALook == 0 && time->Passed() > patience_) {
             throw std::runtime_error("waited in vain for " + what);
         }
         std::this_thread::sleep_for(kPoll);

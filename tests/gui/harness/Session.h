@@ -26,7 +26,7 @@ inline constexpr std::chrono::seconds kPatienceUnder{240};
 
 // So many frames without what is waited for are in vain: what comes at all comes within a few of them. On a loaded
 // machine frames take longer, and so does all else.
-inline constexpr std::uint64_t kFramesOfPatience = 100;
+inline constexpr std::uint64_t kFramesOfPatience = 30;
 
 struct Ending {
     bool normal = false;  // by exit or by return from main

@@ -27,7 +27,7 @@ constexpr std::chrono::milliseconds kStopPoll{2};
 
 // The server writes its display's number and a line feed once it answers.
 std::string ReadNumber(int fd, pid_t server) {
-    const OwnTime time({server});
+    OwnTime time({server});
     std::string text;
     pollfd waited{fd, POLLIN, 0};
     while (text.empty() || text.back() != '\n') {
