@@ -47,6 +47,7 @@ struct ShimControl {
     std::int32_t noModifiers;        // XSetLocaleModifiers gives null
     std::int32_t noBitmap;           // XCreateBitmapFromData gives None
     std::int32_t filterKeyPresses;   // XFilterEvent takes every key press
+    std::int32_t logIsStuck;         // the start does not wait for the log's lines, which an output does not take
 
     // GL.
     std::int32_t glMajor;  // with glVersionSet

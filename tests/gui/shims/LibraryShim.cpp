@@ -81,7 +81,7 @@ namespace shim {
 
 void WaitUntilLogIsWritten() {
     // In this order: a thread that took the signal between the looks waits again only when it has written all.
-    while (g_logBegun && (g_logWoken || !g_logIdle)) {
+    while (Control().logIsStuck == 0 && g_logBegun && (g_logWoken || !g_logIdle)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
