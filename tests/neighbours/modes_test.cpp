@@ -75,6 +75,18 @@ TEST_P(Folder, OfACallersOwnFilesLetsHimSaveWhereverHeMayWrite) {
     EXPECT_EQ(World::Read(kGlobal), GetParam().savesAnew ? kGlobalText : kOld);
 }
 
+// Where the name cannot be cleared, his own file there is used, but not one that has another name, nor through a link.
+TEST_P(Folder, OfACallersSecondNameAndLinkKeepsTheFileBehindThem) {
+    ASSERT_EQ(link(kCallersFile.c_str(), kGlobalTemporary.c_str()), 0);
+    ASSERT_EQ(symlink(kCallersFile.c_str(), kLocalTemporary.c_str()), 0);
+    ASSERT_EQ(lchown(kLocalTemporary.c_str(), GetParam().user, GetParam().user), 0);
+    EXPECT_EQ(Does(SaveGlobal), GetParam().savesAnew);
+    EXPECT_EQ(Does(SaveLocal), GetParam().savesAnew);
+    EXPECT_EQ(World::Read(kCallersFile), kVictimText);
+    EXPECT_EQ(World::Exists(kGlobal), GetParam().savesAnew);
+    EXPECT_EQ(World::Exists(kLocal), GetParam().savesAnew);
+}
+
 TEST_P(Folder, LetsTheLogBeMade) {
     EXPECT_EQ(Does(WriteLog), GetParam().logsAnew);
     EXPECT_EQ(World::Exists(kLog), GetParam().logsAnew);
