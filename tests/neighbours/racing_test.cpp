@@ -35,7 +35,7 @@ int SaveBoth() {
 
 // A log that rotates with the first message is moved into place at once.
 int Rotate() {
-    const std::string fresh = kRootsFolder + "/fresh";
+    const std::string fresh = "/etc/fresh";  // stays there where a folder has the name
     World::Write(fresh, "");
     fs::resize_file(fresh, static_cast<std::uintmax_t>(kLogLimit));
     (void)std::rename(fresh.c_str(), kLog.c_str());
