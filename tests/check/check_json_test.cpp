@@ -130,6 +130,63 @@ TEST_F(CheckJson, IsANoticeForAValueThatChangesThoughNoLineGoes) {
     EXPECT_EQ(object["findings"][0]["text"], "\"Apply\" would change MaxMemUseAllowed in local.cfg");
 }
 
+// kCleanGlobal with another general storage.
+std::string WithGeneralStorage(const std::string& path) {
+    std::string text = kCleanGlobal;
+    return text.replace(text.find("/mnt/c"), 6, path);
+}
+
+TEST_F(CheckJson, FindsTheGeneralStorageAsItStandsOrWithoutClosingSlashes) {
+    for (const auto& [path, mountPoint] :
+         {std::make_pair("/mnt/rec/", "/mnt/rec/"), {"/mnt//", "/mnt//"}, {"/mnt/rec//", "/mnt/rec"}}) {
+        PutBoth(WithGeneralStorage(path), kCleanLocal);
+        Mount({"/mnt/a", "/mnt/b", mountPoint});
+        EXPECT_EQ(Json(0)["storages"][2]["mounted"], true) << path;
+    }
+}
+
+TEST_F(CheckJson, FindsARecordingStorageWithoutClosingSlashesAlone) {
+    PutBoth(kCleanGlobal, kCleanLocal);
+    Mount({"/mnt/a/", "/mnt/b", "/mnt/c"});
+    const json object = Json(1);
+    EXPECT_EQ(object["storages"][0]["mounted"], false);
+    EXPECT_EQ(object["findings"][0]["text"], "recording storage 1 is not mounted: /mnt/a/");
+}
+
+// The only drive, which "Apply" takes, is written as the text that stands in the file.
+TEST_F(CheckJson, IsCleanForAGeneralStorageThatIsNotMountedButComesBackTheSame) {
+    PutBoth(WithGeneralStorage("/mnt/\"whole\""), "NodeID = 1\n");
+    Mount({"/mnt/\"whole\""});
+    json object = Json(0);
+    EXPECT_EQ(object["storages"][0]["mounted"], false);
+    EXPECT_EQ(object["findings"], json::array());
+    PutBoth(WithGeneralStorage("/mnt/rec//"), "NodeID = 1\n");
+    Mount({"/mnt/rec/"});
+    object = Json(0);
+    EXPECT_EQ(object["storages"][0]["mounted"], false);
+    EXPECT_EQ(object["findings"], json::array());
+    PutBoth(WithGeneralStorage("/mnt/x/\n# note"), "NodeID = 1\n");
+    Mount({"/mnt/x\\012#\\040note"});
+    EXPECT_EQ(Json(0)["storages"][0]["mounted"], false);
+}
+
+TEST_F(CheckJson, IsANoticeForAGeneralStorageThatIsNotMountedAndChanges) {
+    PutBoth(kCleanGlobal, kCleanLocal);
+    Mount({"/mnt/d", "/mnt/a", "/mnt/b"});
+    const json object = Json(1);
+    ASSERT_EQ(object["findings"].size(), 1U);
+    EXPECT_EQ(object["findings"][0]["text"], "the general storage is not mounted: /mnt/c/");
+}
+
+TEST_F(CheckJson, NamesAHeaderWhoseSectionIsLostThoughAnotherOfItsTypeComesBack) {
+    std::string global = kCleanGlobal;
+    global.replace(global.find("Node2 = 0"), 9, "Node2 = 4");
+    global.replace(global.find("Node1 = 2"), 9, "Node1 = 4");
+    PutBoth(global, "NodeID = 2\n[Camera]\n[Camera 6-6]\nCaptureDevice = \"board\", \"board settings\"\n");
+    const json dropped = Json(1)["apply"]["dropped"];
+    EXPECT_EQ(dropped, json::parse(R"([{"file": "local.cfg", "line": 2, "text": "[Camera]"}])"));
+}
+
 TEST_F(CheckJson, IsCleanForAPercentageThatComesBack) {
     PutBoth(kCleanGlobal, std::string(kCleanLocal) + "MaxMemUseAllowed = 52%\n");
     EXPECT_EQ(Json(0)["apply"]["changed"], json::parse(R"(["local.cfg"])"));

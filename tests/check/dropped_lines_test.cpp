@@ -1,13 +1,17 @@
 // Which lines count as dropped.
 #include <gtest/gtest.h>
 
+#include "ConfigLib.h"
 #include "DroppedLines.h"
 
 namespace {
 
+// Of a node with cameras 1 to 4 and sensor 2.
 std::vector<std::string> DroppedOf(const std::string& present, const std::string& written) {
+    ConfigLib_Init(0);
     std::vector<DroppedLine> lines;
-    FindDroppedLines(FILE_LOCAL, present, written, lines);
+    FindDroppedLines(FILE_LOCAL, present, written, {std::make_pair(1U, 4U), std::make_pair(2U, 2U)}, lines);
+    ConfigLib_DeInit();
     std::vector<std::string> texts;
     for (const DroppedLine& line : lines) {
         EXPECT_EQ(line.file, FILE_LOCAL);
@@ -42,6 +46,27 @@ TEST(DroppedLines, AreNoHeadersThatComeBackWithNumbers) {
     EXPECT_EQ(DroppedOf("[Camera]\n[sensor] here\n[Camera 07 - 7]\n", "[Camera 1-4]\n[Sensor 2]\n[Camera 7]\n"),
               Texts{});
     EXPECT_EQ(DroppedOf("[Camera]\n[Sensor]\n", "[Camera 1-4]\n"), Texts{"2 [Sensor]"});
+}
+
+TEST(DroppedLines, AreNoHeadersThatNameTheSameSectionInAnotherWay) {
+    EXPECT_EQ(DroppedOf("[Camera\" 1-4\"]\n[Camera 4-+4]\n[Sensor\" 1-2\"]\n[CAMERA 2 ] x\n",
+                        "[Camera 1-4]\n[Camera 4]\n[Sensor 1-2]\n[Camera 2]\n"),
+              Texts{});
+}
+
+TEST(DroppedLines, AreHeadersWithoutNumbersOfWhichOnlyAnotherSectionComesBack) {
+    EXPECT_EQ(DroppedOf("[Camera]\n[Camera 2-2]\n[Sensor]\n[Sensor 1]\n", "[Camera 2]\n[Sensor 1]\n"),
+              (Texts{"1 [Camera]", "3 [Sensor]"}));
+}
+
+TEST(DroppedLines, AreHeadersWithoutNumbersWhereTheNodeHasNoDevices) {
+    ConfigLib_Init(0);
+    std::vector<DroppedLine> lines;
+    FindDroppedLines(FILE_LOCAL, "[Camera]\n[Sensor]\n", "[Camera 1-0]\n", {std::make_pair(1U, 0U), std::nullopt},
+                     lines);
+    ConfigLib_DeInit();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].text, "[Sensor]");
 }
 
 TEST(DroppedLines, AreFoundByTheTagAndNotByTheValue) {

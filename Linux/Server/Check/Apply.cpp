@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -37,11 +36,6 @@ DeviceRun OwnedDevices(CAPTURE_DEVICE_TYPE type, unsigned int node) {
         return {};
     }
     return std::make_pair(first, first + count - 1);
-}
-
-bool IsMounted(std::string path, const std::vector<DriveRecord>& drives) {
-    path.erase(path.find_last_not_of('/') + 1);
-    return std::any_of(drives.begin(), drives.end(), [&](const DriveRecord& drive) { return drive.path == path; });
 }
 
 // The savers take no notice of a disk that gets full at the last moment: what they wrote counts only while there is
@@ -114,17 +108,29 @@ std::vector<DriveRecord> DrivesOf(const std::string& mountTable, bool mustBeTher
     return drives;
 }
 
+NamedSections SectionsOfLoaded() {
+    NamedSections sections;
+    const unsigned int node = Local().uiNodeID;
+    for (int type = 0; node <= MAX_NODES && type < static_cast<int>(CAPTURE_DEVICE_TYPES); ++type) {
+        const std::uint32_t first = Global().uiFirstDeviceOfNode[type][node];
+        if (first != 0) {
+            sections[static_cast<std::size_t>(type)] = {first, first + Global().uiDevicesConnected[type][node] - 1};
+        }
+    }
+    return sections;
+}
+
 std::vector<Storage> StoragesOf(const std::vector<DriveRecord>& drives) {
     std::vector<Storage> storages;
     for (unsigned int number = 1; number <= MAX_RECORDING_STORAGES; ++number) {
         const char* path = Local().szRecordingStorage[number - 1];
         if (path[0] != '\0') {
-            storages.push_back({number, path, IsMounted(path, drives)});
+            storages.push_back({number, path, HasRecordingStorage(drives, path)});
         }
     }
     const char* general = Global().szGeneralStoragePath;
     if (general[0] != '\0') {
-        storages.push_back({0, general, IsMounted(general, drives)});
+        storages.push_back({0, general, HasGeneralStorage(drives, general)});
     }
     return storages;
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "DroppedLines.h"
 #include "FormState.h"
 #include "Report.h"
 
@@ -38,6 +39,9 @@ private:
 // The drives of a mount table, without their free space. Throws NotChecked for a table that was asked for and cannot be
 // read.
 std::vector<DriveRecord> DrivesOf(const std::string& mountTable, bool mustBeThere);
+
+// What headers without numbers name with the loaded records.
+NamedSections SectionsOfLoaded();
 
 // The storages of the loaded records.
 std::vector<Storage> StoragesOf(const std::vector<DriveRecord>& drives);

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -43,7 +44,9 @@ private:
     bool FormOpens();
     void Apply(UntouchedForm& form);
     void CompareFiles();
-    void CompareRecords();
+    void CompareRecords(const std::string& general);
+    std::vector<std::string> ChangedTagsOf(int file) const;
+    void AddNotMounted(const std::vector<std::string> (&tags)[FILES], const std::string& general);
     void LoadWritten();
     void SwitchAutostart();
     void MakeDiffs();
@@ -55,6 +58,7 @@ private:
     std::string m_written[FILES];
     RecordFields m_fields[FILES];
     std::vector<DriveRecord> m_drives;
+    NamedSections m_sections;
     bool m_autostartOn = false;
     Report m_report;
 };
@@ -140,6 +144,7 @@ void Check::TakeValues() {
         m_fields[file] = FieldsOfLoaded(file);
     }
     m_report.storages = StoragesOf(m_drives);
+    m_sections = SectionsOfLoaded();
 }
 
 bool Check::FormOpens() {
@@ -164,8 +169,8 @@ bool Check::FormOpens() {
 void Check::Apply(UntouchedForm& form) {
     const bool accepted = form.Store();
     const std::string general = ConfigFile_GetStructPtr_Global()->szGeneralStoragePath;
-    Add(NotMounted(m_report.storages, general));
     if (!accepted) {
+        Add(NotMounted(m_report.storages, general));
         m_report.apply.result = ApplyResult::Refused;
         m_report.findings.push_back(Refused(general));
         return;
@@ -174,7 +179,7 @@ void Check::Apply(UntouchedForm& form) {
     SaveRecords();
     CompareFiles();
     LoadWritten();
-    CompareRecords();
+    CompareRecords(general);
     for (const DroppedLine& line : m_report.apply.dropped) {
         m_report.findings.push_back(Dropped(line));
     }
@@ -194,7 +199,8 @@ void Check::CompareFiles() {
         m_written[file] = ReadWritten(InPlace(file));
         m_report.apply.changed[file] =
             m_inputs[file].kind != InputFile::Kind::Regular || m_written[file] != m_inputs[file].content;
-        FindDroppedLines(static_cast<FileIndex>(file), m_inputs[file].content, m_written[file], m_report.apply.dropped);
+        FindDroppedLines(static_cast<FileIndex>(file), m_inputs[file].content, m_written[file], m_sections,
+                         m_report.apply.dropped);
     }
 }
 
@@ -212,8 +218,40 @@ void Check::LoadWritten() {
     }
 }
 
-// For a file that did not load there is nothing to compare with.
-void Check::CompareRecords() {
+constexpr char kGeneralTag[] = "GeneralStoragePath";
+constexpr char kRecordingTag[] = "RecordingStorage";
+
+bool Contains(const std::vector<std::string>& tags, const char* tag) {
+    return std::find(tags.begin(), tags.end(), tag) != tags.end();
+}
+
+// For a file that did not load there is nothing to compare with: its storages count as changed with it.
+std::vector<std::string> Check::ChangedTagsOf(int file) const {
+    if (Loaded(m_report.files[file])) {
+        return ChangedTags(m_fields[file], FieldsOfLoaded(file));
+    }
+    return m_report.apply.changed[file] ? std::vector<std::string>{kGeneralTag, kRecordingTag}
+                                        : std::vector<std::string>{};
+}
+
+// A storage that is not mounted is a finding only where "Apply" changes its value: a path can be written as it was by
+// another drive whose name loads as the same text.
+void Check::AddNotMounted(const std::vector<std::string> (&tags)[FILES], const std::string& general) {
+    std::vector<Storage> lost;
+    for (const Storage& storage : m_report.storages) {
+        const bool changes =
+            storage.number == 0 ? Contains(tags[FILE_GLOBAL], kGeneralTag) : Contains(tags[FILE_LOCAL], kRecordingTag);
+        if (changes) {
+            lost.push_back(storage);
+        }
+    }
+    Add(NotMounted(lost, general));
+}
+
+// `general` is the general storage that "Apply" has put into the record.
+void Check::CompareRecords(const std::string& general) {
+    const std::vector<std::string> tags[FILES] = {ChangedTagsOf(FILE_GLOBAL), ChangedTagsOf(FILE_LOCAL)};
+    AddNotMounted(tags, general);
     bool generalTold = false;
     bool recordingTold = false;
     for (const Storage& storage : m_report.storages) {
@@ -227,8 +265,8 @@ void Check::CompareRecords() {
             }
             continue;
         }
-        for (const std::string& tag : ChangedTags(m_fields[file], FieldsOfLoaded(file))) {
-            if (!(generalTold && tag == "GeneralStoragePath") && !(recordingTold && tag == "RecordingStorage")) {
+        for (const std::string& tag : tags[file]) {
+            if (!(generalTold && tag == kGeneralTag) && !(recordingTold && tag == kRecordingTag)) {
                 m_report.findings.push_back(ChangedValue(index, tag));
             }
         }

@@ -1,15 +1,14 @@
 #include "DroppedLines.h"
 
-#include <algorithm>
 #include <set>
 #include <string_view>
 
 #include "ConfigLib.h"
+#include "cfg_scan.h"
 
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\v\f";
-constexpr std::string_view kDigits = "0123456789";
 
 // Calls `take` with each line and its number, without line ends.
 template <typename Take>
@@ -31,39 +30,45 @@ bool IsBlankOrComment(std::string_view line) {
     return first == std::string_view::npos || line[first] == '#' || line[first] == ';';
 }
 
-// Takes a number off the front of the text, without its leading zeros.
-std::string TakeNumber(std::string_view& text) {
-    const std::size_t length = std::min(text.find_first_not_of(kDigits), text.size());
-    std::string_view number = text.substr(0, length);
-    text.remove_prefix(length);
-    const std::size_t first = number.find_first_not_of('0');
-    return first == std::string_view::npos ? (length > 0 ? "0" : "") : std::string(number.substr(first));
+bool IsClosed(LineScanner& scanner) {
+    char close = '\0';
+    return scanner.Character(close) && close == ']';
 }
 
-// "[camera03-03]" is "[camera3]".
-std::string KeyOfHeader(std::string_view header) {
-    const std::size_t digits = header.find_first_of(kDigits);
-    if (digits == std::string_view::npos) {
-        return std::string(header);
+// "1-4]" or "3]", scanned as the reader does it.
+bool ScanNumbers(const char* selector, std::uint32_t& first, std::uint32_t& last) {
+    LineScanner range(selector);
+    if (range.Number(first) && range.Literal('-') && range.Number(last) && IsClosed(range)) {
+        return true;
     }
-    std::string_view rest = header.substr(digits);
-    const std::string first = TakeNumber(rest);
-    if (rest.empty() || rest[0] != '-') {
-        return std::string(header.substr(0, digits)) + first + std::string(rest);
-    }
-    rest.remove_prefix(1);
-    const std::string last = TakeNumber(rest);
-    return std::string(header.substr(0, digits)) + first + (last == first ? "" : "-" + last) + std::string(rest);
-}
-
-// Whether a header without numbers has come back with some.
-bool IsNumbered(const std::string& header, const std::set<std::string>& written) {
-    if (header != "[camera]" && header != "[sensor]") {
+    LineScanner single(selector);
+    if (!single.Number(first) || !IsClosed(single)) {
         return false;
     }
-    const std::string begin = header.substr(0, header.size() - 1);
-    const auto next = written.upper_bound(begin);
-    return next != written.end() && next->compare(0, begin.size(), begin) == 0;
+    last = first;
+    return true;
+}
+
+std::string NameOf(const char* label, std::uint32_t first, std::uint32_t last) {
+    return std::string("[") + label + " " + std::to_string(first) + "-" + std::to_string(last) + "]";
+}
+
+// The key of a header in one shape for all that name the same section; that of any other line as it is.
+std::string NameOfKey(const std::string& key, const NamedSections& sections) {
+    for (std::size_t type = 0; type < sections.size(); ++type) {
+        const char* label = g_DeviceTypeName[type][DEVICE_LABEL_SINGULAR_LOWER];
+        LineScanner header(key.c_str());
+        if (!header.Literal('[') || !header.Literal(label)) {
+            continue;
+        }
+        std::uint32_t first = 0;
+        std::uint32_t last = 0;
+        if (header.Rest()[0] == ']') {
+            return sections[type] ? NameOf(label, sections[type]->first, sections[type]->second) : key;
+        }
+        return ScanNumbers(header.Rest(), first, last) ? NameOf(label, first, last) : key;
+    }
+    return key;
 }
 
 }  // namespace
@@ -76,23 +81,19 @@ std::string KeyOfLine(const std::string& line) {
         return key.substr(0, key.find('='));
     }
     const std::size_t close = key.find(']');
-    return KeyOfHeader(std::string_view(key).substr(0, close == std::string::npos ? close : close + 1));
+    return key.substr(0, close == std::string::npos ? close : close + 1);
 }
 
 void FindDroppedLines(FileIndex file, const std::string& present, const std::string& written,
-                      std::vector<DroppedLine>& dropped) {
-    std::set<std::string> keys;
+                      const NamedSections& sections, std::vector<DroppedLine>& dropped) {
+    std::set<std::string> names;
     ForEachLine(written, [&](std::string_view line, std::size_t) {
         if (!IsBlankOrComment(line)) {
-            keys.insert(KeyOfLine(std::string(line)));
+            names.insert(NameOfKey(KeyOfLine(std::string(line)), sections));
         }
     });
     ForEachLine(present, [&](std::string_view line, std::size_t number) {
-        if (IsBlankOrComment(line)) {
-            return;
-        }
-        const std::string key = KeyOfLine(std::string(line));
-        if (keys.count(key) == 0 && !IsNumbered(key, keys)) {
+        if (!IsBlankOrComment(line) && names.count(NameOfKey(KeyOfLine(std::string(line)), sections)) == 0) {
             dropped.push_back({file, number, std::string(line)});
         }
     });

@@ -16,7 +16,8 @@ Finding PathTooLong(const std::string& path, const std::string& content, std::si
 // The status of the autostart entry cannot be told.
 Finding DialogFailed(const std::string& reason);
 
-// The storages that "Apply" would take out. `general` is what would become the general storage.
+// Those of the storages that are not mounted, which "Apply" would take out. `general` is what would become the general
+// storage.
 std::vector<Finding> NotMounted(const std::vector<Storage>& storages, const std::string& general);
 
 Finding Refused(const std::string& general);

@@ -89,6 +89,17 @@ void FindGeneralStorage(const FormFields& form) {
     }
 }
 
+bool HasGeneralStorage(const std::vector<DriveRecord>& drives, const std::string& path) {
+    const std::string trimmed = rtrim_copy(path);
+    return std::any_of(drives.begin(), drives.end(),
+                       [&](const DriveRecord& drive) { return IsPathOf(drive, path, trimmed); });
+}
+
+bool HasRecordingStorage(const std::vector<DriveRecord>& drives, const std::string& path) {
+    const std::string trimmed = rtrim_copy(path);
+    return std::any_of(drives.begin(), drives.end(), [&](const DriveRecord& drive) { return drive.path == trimmed; });
+}
+
 void FindRecordingDrives(const FormFields& form, const CONFIGURATION__LOCAL& local) {
     const unsigned int count = local.uiRecordingStorageCount;
     for (unsigned int j = 0; j < count; ++j) {

@@ -42,6 +42,14 @@ void FillForm(const FormFields& form, CONFIGURATION__GLOBAL& global, CONFIGURATI
 // Finds the configured general storage among the drives; the last match wins, without one the index stays.
 void FindGeneralStorage(const FormFields& form);
 
+// Whether the general storage of this path is among the drives, as FindGeneralStorage compares: as the path stands, or
+// without its closing slashes.
+bool HasGeneralStorage(const std::vector<DriveRecord>& drives, const std::string& path);
+
+// Whether a recording storage of this path is among the drives, as FindRecordingDrives compares: without the closing
+// slashes alone.
+bool HasRecordingStorage(const std::vector<DriveRecord>& drives, const std::string& path);
+
 // Sets the flag of every drive that is a configured recording storage; the other flags stay.
 void FindRecordingDrives(const FormFields& form, const CONFIGURATION__LOCAL& local);
 
