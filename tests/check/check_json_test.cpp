@@ -178,6 +178,40 @@ TEST_F(CheckJson, IsANoticeForAGeneralStorageThatIsNotMountedAndChanges) {
     EXPECT_EQ(object["findings"][0]["text"], "the general storage is not mounted: /mnt/c/");
 }
 
+constexpr char kPlainLocal[] = "NodeID = 1\n\n\n\n";
+constexpr char kNotWritten[] = "\"Apply\" could not write global.cfg and would leave global.cfg.temp behind";
+
+// A line of the writer has 2047 bytes at most. The first drive becomes the general storage.
+TEST_F(CheckJson, IsANoticeForAFileThatCannotBeWrittenAndLeavesItAsItIs) {
+    for (const char* general : {"/", ""}) {
+        PutBoth(WithGeneralStorage(general), kPlainLocal);
+        const std::size_t longest = 2047 - std::string("GeneralStoragePath = \"\"\n\n").size();
+        Mount({"/mnt/" + std::string(longest + 1 - 5, 'x')});
+        const json object = Json(1);
+        EXPECT_EQ(object["apply"]["result"], "saved");
+        EXPECT_EQ(object["apply"]["changed"], json::array());
+        EXPECT_EQ(object["apply"]["dropped"], json::array());
+        ASSERT_EQ(object["findings"].size(), 1U);
+        EXPECT_EQ(object["findings"][0]["text"], kNotWritten);
+        EXPECT_EQ(Text(1).find(kNotWritten), 0U);
+        Mount({"/mnt/" + std::string(longest - 5, 'x')});
+        EXPECT_EQ(Json(1)["apply"]["changed"], json::array({"global.cfg"}));
+    }
+}
+
+TEST_F(CheckJson, OfAMissingFileThatCannotBeWrittenNamesTheOtherAlone) {
+    Put("local.cfg", "");
+    Mount({"/mnt/" + std::string(2100, 'x')});
+    const json object = Json(2);
+    EXPECT_EQ(object["apply"]["changed"], json::array({"local.cfg"}));
+    EXPECT_EQ(object["findings"][0]["text"], kNotWritten);
+    const std::string text = Text(2);
+    EXPECT_EQ(text.find("--- DIR/global.cfg"), std::string::npos) << text;
+    EXPECT_NE(text.find("--- DIR/local.cfg\n+++ DIR/local.cfg (after \"Apply\")\n@@ -0,0 +1,4 @@\n+NodeID = 1\n"),
+              std::string::npos)
+        << text;
+}
+
 TEST_F(CheckJson, NamesAHeaderWhoseSectionIsLostThoughAnotherOfItsTypeComesBack) {
     std::string global = kCleanGlobal;
     global.replace(global.find("Node2 = 0"), 9, "Node2 = 4");

@@ -66,6 +66,8 @@ TEST_F(CheckPlace, FindsAFolderInAFilesPlaceAsTheReadersDoAndKeepsIt) {
     const nlohmann::json object = Json(2);
     EXPECT_EQ(object["files"][0]["messages"][0]["text"], "Config: 'ClusterName' is not defined");
     EXPECT_EQ(object["apply"]["changed"], nlohmann::json::array({"local.cfg"}));
+    EXPECT_EQ(object["findings"][0]["text"],
+              "\"Apply\" could not write global.cfg and would leave global.cfg.temp behind");
 }
 
 TEST_F(CheckPlace, FindsASocketAndALinkToItselfAsTheReadersDo) {

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t kRoomLeft = 64 * 1024;  // bytes, more than the savers leave in a stream's buffer
+constexpr std::size_t kRoomLeft = 64 * 1024;  // bytes, more than a saver gathers before it writes
 
 CONFIGURATION__GLOBAL& Global() {
     return *ConfigFile_GetStructPtr_Global();
@@ -38,17 +38,12 @@ DeviceRun OwnedDevices(CAPTURE_DEVICE_TYPE type, unsigned int node) {
     return std::make_pair(first, first + count - 1);
 }
 
-// The savers take no notice of a disk that gets full at the last moment: what they wrote counts only while there is
-// room for more.
+// A saver tells that it failed, not why: it counts as a matter of the records only where more fits on the disk than the
+// saver can have had left to write.
 void RequireRoom() {
     const std::string path = ConfigFolder() + "/room";
     WriteNewFile(path, std::string(kRoomLeft, ' '));
     unlink(path.c_str());
-}
-
-void Save() {
-    ConfigLib_Save_Global(ConfigFile_GetStructPtr_Global());
-    ConfigLib_Save_Local(ConfigFile_GetStructPtr_Local());
 }
 
 }  // namespace
@@ -135,10 +130,17 @@ std::vector<Storage> StoragesOf(const std::vector<DriveRecord>& drives) {
     return storages;
 }
 
-void SaveRecords() {
-    const std::vector<std::string> messages = MessagesOf(Save);
+SavedFiles SaveRecords() {
+    SavedFiles saved{};
+    const std::vector<std::string> messages = MessagesOf([&] {
+        saved[FILE_GLOBAL] = ConfigLib_Save_Global(ConfigFile_GetStructPtr_Global());
+        saved[FILE_LOCAL] = ConfigLib_Save_Local(ConfigFile_GetStructPtr_Local());
+    });
     if (!messages.empty()) {
         throw NotChecked{"no place for the temporary files: " + messages[0]};
     }
-    RequireRoom();
+    if (!saved[FILE_GLOBAL] || !saved[FILE_LOCAL]) {
+        RequireRoom();
+    }
+    return saved;
 }

@@ -1,6 +1,7 @@
 // "Apply" on the untouched form, with the form's own code and the library's writers, on files of this process.
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -46,5 +47,9 @@ NamedSections SectionsOfLoaded();
 // The storages of the loaded records.
 std::vector<Storage> StoragesOf(const std::vector<DriveRecord>& drives);
 
-// Saves the records. Throws NotChecked when there is no room for the files.
-void SaveRecords();
+// Whether each of the two files was replaced.
+using SavedFiles = std::array<bool, FILES>;
+
+// Saves the records. A file that was not replaced is as it was, and its temporary file is left beside it, as with the
+// program. Throws NotChecked when there was no room for the files.
+SavedFiles SaveRecords();

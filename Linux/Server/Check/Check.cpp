@@ -43,7 +43,7 @@ private:
     void TakeValues();
     bool FormOpens();
     void Apply(UntouchedForm& form);
-    void CompareFiles();
+    void CompareFiles(const SavedFiles& saved);
     void CompareRecords(const std::string& general);
     std::vector<std::string> ChangedTagsOf(int file) const;
     void AddNotMounted(const std::vector<std::string> (&tags)[FILES], const std::string& general);
@@ -176,8 +176,7 @@ void Check::Apply(UntouchedForm& form) {
         return;
     }
     m_report.apply.result = ApplyResult::Saved;
-    SaveRecords();
-    CompareFiles();
+    CompareFiles(SaveRecords());
     LoadWritten();
     CompareRecords(general);
     for (const DroppedLine& line : m_report.apply.dropped) {
@@ -190,10 +189,12 @@ void Check::Apply(UntouchedForm& form) {
     MakeDiffs();
 }
 
-void Check::CompareFiles() {
+void Check::CompareFiles(const SavedFiles& saved) {
     for (int file = 0; file < FILES; ++file) {
-        // A folder in the file's place stays: no file can be renamed over it.
-        if (m_inputs[file].kind == InputFile::Kind::Folder) {
+        if (!saved[static_cast<std::size_t>(file)]) {
+            m_written[file] = m_inputs[file].content;
+            m_report.findings.push_back(
+                NotWritten(static_cast<FileIndex>(file), m_inputs[file].kind == InputFile::Kind::Folder));
             continue;
         }
         m_written[file] = ReadWritten(InPlace(file));

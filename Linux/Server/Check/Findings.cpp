@@ -136,6 +136,16 @@ Finding Refused(const std::string& general) {
                 "', is a recording drive too. Mount the drive of the general storage, or choose another on the form."};
 }
 
+Finding NotWritten(FileIndex file, bool isFolder) {
+    constexpr const char* kTemporaryNames[FILES] = {"global.cfg.temp", "local.cfg.tmp"};
+    const std::string name = FILE_NAMES[file];
+    const std::string temporary = kTemporaryNames[file];
+    return {"\"Apply\" could not write " + name + " and would leave " + temporary + " behind",
+            isFolder ? "a folder stands in the file's place. Move it away."
+                     : "a line of the file would have more than the 2047 characters that are written of one, such as "
+                       "the path of a drive. Mount that drive at a shorter path."};
+}
+
 Finding LostFile(FileIndex file) {
     const std::string name = FILE_NAMES[file];
     return {"\"Apply\" would replace " + name + ", which does not load",

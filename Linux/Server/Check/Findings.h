@@ -22,6 +22,10 @@ std::vector<Finding> NotMounted(const std::vector<Storage>& storages, const std:
 
 Finding Refused(const std::string& general);
 
+// "Apply" would fail to write the file: there is a folder in its place, or the file would have a line that the writer
+// does not take.
+Finding NotWritten(FileIndex file, bool isFolder);
+
 // "Apply" would write a file that did not load.
 Finding LostFile(FileIndex file);
 

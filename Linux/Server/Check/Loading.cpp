@@ -115,7 +115,7 @@ bool LoadBoth(const LoadedFiles& files, FileReport (&reports)[FILES]) {
     return true;
 }
 
-std::vector<std::string> MessagesOf(void (*work)()) {
+std::vector<std::string> MessagesOf(const std::function<void()>& work) {
     Log = Collect;
     g_caught.clear();
     work();

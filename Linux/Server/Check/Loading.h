@@ -1,6 +1,7 @@
 // Loading the two files with the library's readers, their messages caught.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Report.h"
@@ -20,4 +21,4 @@ struct LoadedFiles {
 bool LoadBoth(const LoadedFiles& files, FileReport (&reports)[FILES]);
 
 // The messages that a piece of work gives, without explanations.
-std::vector<std::string> MessagesOf(void (*work)());
+std::vector<std::string> MessagesOf(const std::function<void()>& work);
