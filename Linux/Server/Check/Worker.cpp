@@ -12,31 +12,13 @@
 #include <cerrno>
 #include <cstring>
 
+#include "Descriptor.h"
+#include "OpenFile.h"
 #include "Report.h"
 
 namespace {
 
 constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
-// An open file descriptor, closed with the object.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : m_number(number) {}
-    ~Descriptor() { Close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Number() const { return m_number; }
-    void Close() {
-        if (m_number >= 0) {
-            close(m_number);
-        }
-        m_number = -1;
-    }
-
-private:
-    int m_number;
-};
 
 [[noreturn]] void Fail(const char* what) {
     throw NotChecked{std::string("no process for the check: ") + what + " failed (" + std::strerror(errno) + ")"};
@@ -66,17 +48,6 @@ int WaitFor(pid_t child) {
         }
     }
     return status;
-}
-
-void WriteAll(int file, const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t written = write(file, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return;  // the reader is gone, and this process with it
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
 }
 
 // Appends what can be read; false at the end.
@@ -154,7 +125,8 @@ WorkerResult RunWorker(const SignalsHeld& held, const std::function<int(std::str
     if (child == 0) {
         std::string text;
         const int status = work(text);
-        WriteAll(writeEnd.Number(), text);
+        // Where this fails the reader is gone, and this process with it.
+        (void)WriteAll(writeEnd.Number(), text.data(), text.size());
         _exit(status);
     }
     writeEnd.Close();

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Check.h"
+#include "OpenFile.h"
 #include "Options.h"
 #include "PrivateFolder.h"
 #include "Report.h"
@@ -19,23 +20,6 @@
 namespace {
 
 constexpr int kNotChecked = 3;
-
-std::string NotCheckedLine(const std::string& sentence) {
-    return "vesmara-check: " + sentence + "\n";
-}
-
-// False when the descriptor does not take the whole text.
-bool WriteText(int descriptor, const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    return true;
-}
 
 // A file that is opened later must not become a standard stream by chance.
 void FillStandardStreams() {
@@ -86,6 +70,18 @@ WorkerResult CheckInOwnFolder(const Options& options, const SignalsHeld& held) {
     _exit(128 + signal);
 }
 
+void PrintAll(const std::string& text) {
+    if (!WriteAll(STDOUT_FILENO, text.data(), text.size()) || close(STDOUT_FILENO) != 0) {
+        throw NotChecked{std::string("the standard output takes no text (") + std::strerror(errno) + ")"};
+    }
+}
+
+// Where that fails there is nobody left to tell.
+void PrintError(const std::string& sentence) {
+    const std::string line = "vesmara-check: " + sentence + "\n";
+    (void)WriteAll(STDERR_FILENO, line.data(), line.size());
+}
+
 int RunAndPrint(const Options& options) {
     WorkerResult result;
     {
@@ -101,17 +97,8 @@ int RunAndPrint(const Options& options) {
     if (result.status > kNotChecked) {
         throw NotChecked{"the check ended by itself with status " + std::to_string(result.status)};
     }
-    if (!WriteText(STDOUT_FILENO, result.text) || close(STDOUT_FILENO) != 0) {
-        throw NotChecked{std::string("the standard output takes no text (") + std::strerror(errno) + ")"};
-    }
+    PrintAll(result.text);
     return result.status;
-}
-
-int PrintAndEnd(const std::string& text) {
-    if (!WriteText(STDOUT_FILENO, text) || close(STDOUT_FILENO) != 0) {
-        throw NotChecked{std::string("the standard output takes no text (") + std::strerror(errno) + ")"};
-    }
-    return 0;
 }
 
 int Run(int count, const char* const* arguments) {
@@ -119,9 +106,11 @@ int Run(int count, const char* const* arguments) {
     const Options options = ParseOptions(count, arguments);
     switch (options.action) {
         case Options::Action::Help:
-            return PrintAndEnd(HelpText());
+            PrintAll(HelpText());
+            return 0;
         case Options::Action::Version:
-            return PrintAndEnd(VersionText());
+            PrintAll(VersionText());
+            return 0;
         case Options::Action::Check:
             break;
     }
@@ -135,9 +124,9 @@ int main(int count, char** arguments) {
     try {
         return Run(count, arguments);
     } catch (const NotChecked& reason) {
-        (void)WriteText(STDERR_FILENO, NotCheckedLine(reason.sentence));
+        PrintError(reason.sentence);
     } catch (const std::exception& error) {
-        (void)WriteText(STDERR_FILENO, NotCheckedLine(std::string("the check failed (") + error.what() + ")"));
+        PrintError(std::string("the check failed (") + error.what() + ")");
     }
     return kNotChecked;
 }
