@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -26,38 +27,52 @@ using CheckPlace = CheckTest;
 
 // ---- Odd files
 
-void ExpectNotOpened(const CheckTest& test, int file) {
-    const nlohmann::json object = test.Json(2);
-    EXPECT_EQ(object["start"], "endless-load");
-    EXPECT_TRUE(object["files"][static_cast<std::size_t>(file)]["load"].is_null());
-    EXPECT_EQ(object["apply"]["result"], "unreachable");
-    EXPECT_NE(test.Text(2).find("is no file but a FIFO or a device\n"), std::string::npos);
+void PutPair(const CheckTest& test, int file, const std::string& instead) {
+    test.Put("global.cfg", file == 0 ? instead : kCleanGlobal);
+    test.Put("local.cfg", file == 1 ? instead : kCleanLocal);
 }
 
-TEST_F(CheckPlace, NeverWaitsOnAFifo) {
+// What stands in the file's place is told like an empty file, with one more finding.
+void ExpectReadsAsEmpty(const CheckTest& test, int file) {
+    const nlohmann::json object = test.Json(2);
+    const char* name = file == 0 ? "global.cfg" : "local.cfg";
+    EXPECT_EQ(object["verdict"], "broken");
+    EXPECT_EQ(object["start"], "form");
+    EXPECT_EQ(object["files"][static_cast<std::size_t>(file)]["load"], 0);
+    EXPECT_EQ(object["files"][static_cast<std::size_t>(file)]["messages"][0]["text"],
+              file == 0 ? "Config: 'ClusterName' is not defined" : "Config: 'NodeID' is not defined");
+    EXPECT_EQ(object["findings"][0]["text"], "'" + test.Path(name) + "' is no file but a FIFO or a device");
+    const nlohmann::json changed = object["apply"]["changed"];
+    EXPECT_NE(std::find(changed.begin(), changed.end(), name), changed.end()) << changed;
+    const std::string text = test.Text(2);
+    std::filesystem::remove(test.Path(name));
+    test.Put(name, "");
+    const std::string ofEmpty = test.Text(2);
+    EXPECT_EQ(text.substr(text.find("--- ")), ofEmpty.substr(ofEmpty.find("--- "))
+                                                  .replace(ofEmpty.rfind("broken: ") - ofEmpty.find("--- "),
+                                                           std::string::npos, text.substr(text.rfind("broken: "))));
+    nlohmann::json empty = test.Json(2);
+    EXPECT_EQ(object["apply"], empty["apply"]);
+    EXPECT_EQ(object["findings"].size(), empty["findings"].size() + 1);
+}
+
+TEST_F(CheckPlace, NeverWaitsOnAFifoAndTakesItForAnEmptyFile) {
     for (int file = 0; file < 2; ++file) {
-        PutBoth(kCleanGlobal, kCleanLocal);
+        PutPair(*this, file, "");
         const std::string path = Path(file == 0 ? "global.cfg" : "local.cfg");
         fs::remove(path);
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-        ExpectNotOpened(*this, file);
-        fs::remove(path);
+        ExpectReadsAsEmpty(*this, file);
     }
 }
 
-TEST_F(CheckPlace, NeverWaitsOnADeviceBehindALink) {
-    for (const char* device : {"/dev/zero", "/dev/tty", "/dev/ptmx"}) {
-        Put("global.cfg", kCleanGlobal);
+TEST_F(CheckPlace, NeverOpensADeviceBehindALinkAndTakesItForAnEmptyFile) {
+    for (const char* device : {"/dev/zero", "/dev/tty", "/dev/ptmx", "/dev/null"}) {
+        PutPair(*this, 1, "");
         fs::remove(Path("local.cfg"));
         fs::create_symlink(device, Path("local.cfg"));
-        ExpectNotOpened(*this, 1);
+        ExpectReadsAsEmpty(*this, 1);
     }
-}
-
-TEST_F(CheckPlace, TakesTheNullDeviceForAnEmptyFile) {
-    Put("global.cfg", kCleanGlobal);
-    fs::create_symlink("/dev/null", Path("local.cfg"));
-    EXPECT_EQ(Json(2)["files"][1]["messages"][0]["text"], "Config: 'NodeID' is not defined");
 }
 
 TEST_F(CheckPlace, FindsAFolderInAFilesPlaceAsTheReadersDoAndKeepsIt) {

@@ -1,7 +1,7 @@
 #include "Apply.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -89,10 +89,21 @@ Recorder UntouchedForm::ShownRecorder() const {
     return recorder;
 }
 
+namespace {
+
+// The table that stands for a machine without drives.
+bool IsNullDevice(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
+}
+
+}  // namespace
+
 std::vector<DriveRecord> DrivesOf(const std::string& mountTable, bool mustBeThere) {
     // Whether it can be read without waiting; the C library then reads it by its own rules.
     const InputFile table = ReadInput(mountTable);
-    if (table.kind != InputFile::Kind::Regular && (mustBeThere || table.kind != InputFile::Kind::Unopenable)) {
+    if (!IsNullDevice(mountTable) && table.kind != InputFile::Kind::Regular &&
+        (mustBeThere || table.kind != InputFile::Kind::Unopenable)) {
         throw NotChecked{"the mount table '" + mountTable + "' cannot be read (" +
                          (table.error != 0 ? std::strerror(table.error) : "no regular file") + ")"};
     }

@@ -26,7 +26,7 @@ Autostart AutostartAfterApply(const std::string& startEntry, const std::string& 
         return HasName(autostartEntry) ? Autostart::Removed : Autostart::Unchanged;
     }
     const InputFile present = ReadInput(autostartEntry);
-    if (present.kind == InputFile::Kind::Folder || present.kind == InputFile::Kind::Endless) {
+    if (present.kind == InputFile::Kind::Folder || present.kind == InputFile::Kind::Special) {
         return Autostart::Unchanged;
     }
     // A link to the start entry itself: the entry is cut to nothing before it is copied.

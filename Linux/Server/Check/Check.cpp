@@ -1,10 +1,6 @@
 #include "Check.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -64,11 +60,7 @@ private:
 };
 
 LoadedFiles FilesToLoad(const InputFile (&inputs)[FILES], const std::string& shown) {
-    return {ConfigFolder(),
-            shown,
-            "",
-            {&inputs[FILE_GLOBAL].content, &inputs[FILE_LOCAL].content},
-            {inputs[FILE_GLOBAL].IsEndless(), inputs[FILE_LOCAL].IsEndless()}};
+    return {ConfigFolder(), shown, "", {&inputs[FILE_GLOBAL].content, &inputs[FILE_LOCAL].content}};
 }
 
 RecordFields FieldsOfLoaded(int file) {
@@ -111,8 +103,8 @@ void Check::LayOutFiles() {
     for (int file = 0; file < FILES; ++file) {
         m_inputs[file] = ReadInput(Shown(file));
         LayOut(m_inputs[file], InPlace(file));
-        if (m_inputs[file].kind == InputFile::Kind::Regular && link(InPlace(file).c_str(), Before(file).c_str()) != 0) {
-            throw NotChecked{NoPlaceSentence("a file cannot be linked", errno)};
+        if (m_inputs[file].kind == InputFile::Kind::Special) {
+            m_report.findings.push_back(NoRegularFile(m_inputs[file]));
         }
     }
 }
@@ -122,11 +114,6 @@ bool Check::Load() {
         return true;
     }
     m_report.start = Start::EndlessLoad;
-    for (int file = 0; file < FILES; ++file) {
-        if (m_inputs[file].IsEndless()) {
-            m_report.findings.push_back(NoRegularFile(m_inputs[file]));
-        }
-    }
     if (Loaded(m_report.files[FILE_GLOBAL])) {
         m_report.files[FILE_GLOBAL].values = GlobalValues(*ConfigFile_GetStructPtr_Global());
     }
@@ -210,8 +197,7 @@ void Check::LoadWritten() {
     const LoadedFiles files = {ConfigFolder(),
                                PathIn(m_options.directory, ""),
                                kAfterApply,
-                               {&m_written[FILE_GLOBAL], &m_written[FILE_LOCAL]},
-                               {false, false}};
+                               {&m_written[FILE_GLOBAL], &m_written[FILE_LOCAL]}};
     // One that never ends shows in its message.
     LoadBoth(files, reports);
     for (const FileReport& report : reports) {
@@ -291,9 +277,8 @@ void Check::MakeDiffs() {
     }
     for (int file = 0; file < FILES; ++file) {
         if (m_report.apply.changed[file]) {
-            const bool isThere = m_inputs[file].kind == InputFile::Kind::Regular;
-            m_report.diffs += UnifiedDiff(isThere ? Before(file) : "/dev/null", InPlace(file), Shown(file),
-                                          Shown(file) + kAfterApply);
+            WriteNewFile(Before(file), m_inputs[file].content);
+            m_report.diffs += UnifiedDiff(Before(file), InPlace(file), Shown(file), Shown(file) + kAfterApply);
         }
     }
 }

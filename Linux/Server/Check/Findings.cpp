@@ -93,7 +93,7 @@ std::size_t LastLineWith(const std::string& key, const std::string& content) {
 Finding NoRegularFile(const InputFile& file) {
     return {"'" + file.path + "' is no file but a FIFO or a device",
             PlaceOf(file.path, 0) +
-                "the program may wait on it without end, so it is not opened here. Put a file in its place."};
+                "it reads as an empty file, and \"Apply\" would put a new one in its place. Put the right file there."};
 }
 
 Finding PathTooLong(const std::string& path, const std::string& content, std::size_t length) {

@@ -7,7 +7,7 @@
 #include "Input.h"
 #include "Report.h"
 
-// A file that whoever opens it may wait for.
+// A FIFO or a device in the file's place.
 Finding NoRegularFile(const InputFile& file);
 
 // The general storage's path is too long for the form; `content` is that of global.cfg at `path`.

@@ -9,17 +9,15 @@ struct InputFile {
         Regular,
         Unopenable,  // missing, or not to be read by this user; the readers say why
         Folder,      // opens, but gives no text
-        Endless,     // a FIFO or a device: whoever opens it may wait for ever
+        Special,     // a FIFO or a device, which the readers take for an empty file
     };
     Kind kind = Kind::Unopenable;
     int error = 0;        // of an Unopenable one
     std::string path;     // in the checked folder
     std::string content;  // of a Regular one
-
-    bool IsEndless() const { return kind == Kind::Endless; }
 };
 
-// Never waits. Throws NotChecked for a file that is too large to be a configuration.
+// Never waits, and opens no FIFO and no device. Throws NotChecked for a file that is too large to be a configuration.
 InputFile ReadInput(const std::string& path);
 
 // Puts at `place` what the readers find like the file itself: its text, or what fails like it. Throws NotChecked when
@@ -29,5 +27,5 @@ void LayOut(const InputFile& file, const std::string& place);
 // Writes a new file. Throws NotChecked when there is no room.
 void WriteNewFile(const std::string& path, const std::string& content);
 
-// The file as bytes; empty for what is no regular file.
+// A file of the checker's own as bytes. Throws NotChecked when it cannot be read.
 std::string ReadWritten(const std::string& path);

@@ -101,9 +101,6 @@ bool LoadBoth(const LoadedFiles& files, FileReport (&reports)[FILES]) {
     Log = Collect;
     g_caught.clear();
     for (int file = 0; file < FILES; ++file) {
-        if (files.endless[file]) {
-            return false;
-        }
         try {
             reports[file].load = kLoaders[file]();
         } catch (const EndlessLoad&) {

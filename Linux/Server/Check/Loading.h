@@ -12,7 +12,6 @@ struct LoadedFiles {
     std::string shown;                   // what stands for it in the messages
     const char* state;                   // what is said behind the path of a file where a line is named
     const std::string* contents[FILES];  // to tell lines from
-    bool endless[FILES];                 // opening the file would wait for ever: it is not loaded
 };
 
 // Loads both files into the library's records and fills load results and messages, with the line of each that has one.
