@@ -71,9 +71,10 @@ int ConfigLib_Load_Global();
 // Writes the record to "global.cfg" through "global.cfg.temp" and a rename: a reader sees the old file or the new one,
 // whole. The new bytes are on the disk before the rename and the rename is before the return, so the same holds after a
 // crash or a power cut, as far as the disk keeps what it was told to keep. Whatever is at the temporary name, but for a
-// directory, is removed and the file made anew. The record stays the caller's and is not changed; it need not be the library's own. Returns true when the file is in
-// place. With an index above 1 does nothing and returns true. A failure to open the temporary file is logged; a failed
-// write, sync or rename returns false in silence and leaves "global.cfg" as it was.
+// directory, is removed and the file made anew. The record stays the caller's and is not changed; it need not be the
+// library's own. Returns true when the file is in place. With an index above 1 does nothing and returns true. A failure
+// to open the temporary file is logged; a failed write, sync or rename returns false in silence and leaves "global.cfg"
+// as it was.
 bool ConfigLib_Save_Global(CONFIGURATION__GLOBAL* global);
 
 // Reads "local.cfg" or "local<index>.cfg" into the library's record, against the loaded global record. Frees the
@@ -138,8 +139,8 @@ void ConfigFile_Utils_RemoveSpaces(char* line);
 void ConfigFile_Utils_GetConfigFileLocation(char* location);
 
 // How many bytes of its text file the running load has taken: the line that a message is about ends there, or a part of
-// it when it is longer than the read buffer. -1 when no line is at work: outside of a load, and at its checks behind the
-// last line. For a function that Log points to.
+// it when it is longer than the read buffer. -1 when no line is at work: outside of a load, and at its checks behind
+// the last line. For a function that Log points to.
 long long ConfigFile_Utils_GetReadPosition();
 
 // The library's state that is not a record.

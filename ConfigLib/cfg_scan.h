@@ -1,7 +1,7 @@
 // Scanning of normalised lines, piece by piece. Each piece gives what sscanf's conversion of the same name gives in the
 // "C" locale, signs, leading white space, wrap-around and partial matches included, so that a chain of pieces stands
-// for one sscanf pattern: the chain ends at the first piece that does not match. Not installed: for ConfigLib and for the
-// checker, which names sections as the readers do.
+// for one sscanf pattern: the chain ends at the first piece that does not match. Not installed: for ConfigLib and for
+// the checker, which names sections as the readers do.
 #pragma once
 
 #include <cstddef>
