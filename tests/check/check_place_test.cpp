@@ -32,6 +32,13 @@ void PutPair(const CheckTest& test, int file, const std::string& instead) {
     test.Put("local.cfg", file == 1 ? instead : kCleanLocal);
 }
 
+// Of a text output, without its last line.
+std::string DiffsOf(const std::string& text) {
+    const std::size_t begin = text.find("--- ");
+    EXPECT_NE(begin, std::string::npos) << text;
+    return text.substr(begin, text.rfind("broken: ") - begin);
+}
+
 // What stands in the file's place is told like an empty file, with one more finding.
 void ExpectReadsAsEmpty(const CheckTest& test, int file) {
     const nlohmann::json object = test.Json(2);
@@ -44,14 +51,11 @@ void ExpectReadsAsEmpty(const CheckTest& test, int file) {
     EXPECT_EQ(object["findings"][0]["text"], "'" + test.Path(name) + "' is no file but a FIFO or a device");
     const nlohmann::json changed = object["apply"]["changed"];
     EXPECT_NE(std::find(changed.begin(), changed.end(), name), changed.end()) << changed;
-    const std::string text = test.Text(2);
-    std::filesystem::remove(test.Path(name));
+    const std::string diffs = DiffsOf(test.Text(2));
+    fs::remove(test.Path(name));
     test.Put(name, "");
-    const std::string ofEmpty = test.Text(2);
-    EXPECT_EQ(text.substr(text.find("--- ")), ofEmpty.substr(ofEmpty.find("--- "))
-                                                  .replace(ofEmpty.rfind("broken: ") - ofEmpty.find("--- "),
-                                                           std::string::npos, text.substr(text.rfind("broken: "))));
-    nlohmann::json empty = test.Json(2);
+    EXPECT_EQ(diffs, DiffsOf(test.Text(2)));
+    const nlohmann::json empty = test.Json(2);
     EXPECT_EQ(object["apply"], empty["apply"]);
     EXPECT_EQ(object["findings"].size(), empty["findings"].size() + 1);
 }
@@ -399,6 +403,9 @@ TEST_F(CheckPlace, OfTheProgramSaysWhatBecomesOfTheAutostartEntry) {
         ExpectAutostart(*this, 0, "unchanged");
         fs::remove(kAutostart);
         WriteFile(kStart, "[Desktop Entry]\n");
+        fs::create_symlink("/dev/null", kAutostart);
+        ExpectAutostart(*this, 0, "unchanged");
+        fs::remove(kAutostart);
         fs::create_symlink(kStart, kAutostart);
         ExpectAutostart(*this, 1, "emptied");
         fs::remove(kStart);
