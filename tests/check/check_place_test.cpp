@@ -397,6 +397,9 @@ TEST_F(CheckPlace, OfTheProgramSaysWhatBecomesOfTheAutostartEntry) {
         ExpectAutostart(*this, 0, "unchanged");
         WriteFile(kAutostart, "edited\n");
         ExpectAutostart(*this, 0, "replaced");
+        fs::create_hard_link(kAutostart, std::string(kAutostart) + ".second");
+        ExpectAutostart(*this, 0, "unchanged");
+        fs::remove(std::string(kAutostart) + ".second");
         fs::remove(kStart);
         ExpectAutostart(*this, 1, "emptied");
         WriteFile(kAutostart, "");
@@ -408,6 +411,8 @@ TEST_F(CheckPlace, OfTheProgramSaysWhatBecomesOfTheAutostartEntry) {
         fs::remove(kAutostart);
         fs::create_symlink(kStart, kAutostart);
         ExpectAutostart(*this, 1, "emptied");
+        EXPECT_EQ(lchown(kAutostart, 1000, 1000), 0);
+        ExpectAutostart(*this, 0, "unchanged");
         fs::remove(kStart);
         ExpectAutostart(*this, 1, "removed");
     });

@@ -1,6 +1,7 @@
 #include "Autostart.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Input.h"
 
@@ -18,6 +19,17 @@ bool HasName(const std::string& path) {
     return lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
+// Whether "Apply" would leave the entry alone because writing to it is not safe: a link of a stranger's, or a file of
+// several names.
+bool IsRefused(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && status.st_uid != 0 &&
+        status.st_uid != geteuid()) {
+        return true;
+    }
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1;
+}
+
 }  // namespace
 
 Autostart AutostartAfterApply(const std::string& startEntry, const std::string& autostartEntry, bool isOn) {
@@ -26,7 +38,8 @@ Autostart AutostartAfterApply(const std::string& startEntry, const std::string& 
         return HasName(autostartEntry) ? Autostart::Removed : Autostart::Unchanged;
     }
     const InputFile present = ReadInput(autostartEntry);
-    if (present.kind == InputFile::Kind::Folder || present.kind == InputFile::Kind::Special) {
+    if (present.kind == InputFile::Kind::Folder || present.kind == InputFile::Kind::Special ||
+        IsRefused(autostartEntry)) {
         return Autostart::Unchanged;
     }
     // A link to the start entry itself: the entry is cut to nothing before it is copied.
