@@ -45,7 +45,7 @@ GOALS = [
     Goal("load, against inih that drops all values", "instructions", "load/own", "load/inih-scan", None),
     Goal("load, against GLib's key file", "instructions", "load/own", "load/glib", None),
     Goal("load, against fgets and memchr", "instructions", "load/own", "load/floor", 6.50),
-    Goal("save, against fprintf of each item", "instructions", "save/own", "save/fprintf", 1.35),
+    Goal("save, against fprintf of each item", "instructions", "save/own", "save/fprintf", 1.00),
     Goal("100 messages, against snprintf and memcpy", "instructions", "log/own", "log/floor", 1.15),
     Goal("100 messages, against spdlog", "instructions", "log/own", "log/spdlog", 0.80),
     Goal("100 messages, against spdlog", "ns", "log/own", "log/spdlog", 0.85),
